@@ -1,0 +1,98 @@
+#include "BrellinCore/platform/FileSystem.h"
+
+#include "BrellinCore/platform/Descriptor.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <string_view>
+
+namespace brellin::FileSystem {
+
+namespace {
+
+bool holdsNul(const std::string& path) {
+    return path.find('\0') != std::string::npos;
+}
+
+struct DirectoryCloser {
+    void operator()(DIR* directory) const { ::closedir(directory); }
+};
+
+}  // namespace
+
+bool isDirectory(const std::string& path) {
+    struct stat status {};
+    return !holdsNul(path) && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::optional<std::vector<std::string>> listDirectory(const std::string& path) {
+    if (holdsNul(path)) {
+        return std::nullopt;
+    }
+    const std::unique_ptr<DIR, DirectoryCloser> directory(::opendir(path.c_str()));
+    if (!directory) {
+        return std::nullopt;
+    }
+    std::vector<std::string> names;
+    for (;;) {
+        errno = 0;
+        const dirent* entry = ::readdir(directory.get());
+        if (entry == nullptr) {
+            break;
+        }
+        const std::string_view name = static_cast<const char*>(entry->d_name);
+        if (name != "." && name != "..") {
+            names.emplace_back(name);
+        }
+    }
+    if (errno != 0) {
+        return std::nullopt;
+    }
+    std::ranges::sort(names);
+    return names;
+}
+
+std::optional<std::string> readFile(const std::string& path) {
+    if (holdsNul(path)) {
+        return std::nullopt;
+    }
+    // A FIFO would block a plain open until someone writes to it; the server answers on one thread.
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    struct stat status {};
+    if (!file.isOpen() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
+    const auto expected = static_cast<std::size_t>(status.st_size);
+    if (expected > largestReadableFile) {
+        return std::nullopt;
+    }
+    // One byte more than the file has: a read that comes back one short has met the end, so that the
+    // usual file takes a single read. A file that grew or shrank meanwhile is read on to its end.
+    std::string content(expected + 1, '\0');
+    std::size_t filled = 0;
+    for (;;) {
+        const auto count = file.readSome(content.data() + filled, content.size() - filled);
+        if (!count) {
+            return std::nullopt;
+        }
+        filled += *count;
+        if (*count == 0 || filled == expected) {
+            break;
+        }
+        if (filled == content.size()) {
+            if (filled > largestReadableFile) {
+                return std::nullopt;
+            }
+            content.resize(content.size() * 2);
+        }
+    }
+    content.resize(filled);
+    return content;
+}
+
+}  // namespace brellin::FileSystem

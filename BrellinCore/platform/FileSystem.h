@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace brellin {
+
+/// Reading of directories and files that other programs own: anything may be there, and nothing of it may
+/// stop or delay the reader. A path that holds a NUL byte names nothing.
+namespace FileSystem {
+
+/// A larger file counts as unreadable: none of the files read here comes near it, and a sparse file of a
+/// terabyte must not take the process down.
+inline constexpr std::size_t largestReadableFile = std::size_t{256} << 20U;
+
+/// True when the path exists and is a directory; symbolic links are followed.
+bool isDirectory(const std::string& path);
+
+/// The names in one directory, hidden ones included, "." and ".." not, sorted by their bytes. nullopt when
+/// the directory cannot be listed to its end.
+std::optional<std::vector<std::string>> listDirectory(const std::string& path);
+
+/// The whole content of a regular file (symbolic links are followed). nullopt when there is none that can
+/// be read to its end; FIFOs, sockets, devices and directories count as unreadable and never block.
+std::optional<std::string> readFile(const std::string& path);
+
+}  // namespace FileSystem
+
+}  // namespace brellin

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace brellin {
+
+/// The current user's home directory, without a slash at its end: $HOME when it is an absolute path (that
+/// is where the sessions' own program looks, too), otherwise what the user database says, otherwise "/".
+std::string homeDirectory();
+
+/// The home directory of a user by name; nullopt when there is no such user.
+std::optional<std::string> homeDirectory(const std::string& userName);
+
+}  // namespace brellin

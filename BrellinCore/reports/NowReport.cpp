@@ -1,0 +1,72 @@
+#include "BrellinCore/platform/Utf8.h"
+#include "BrellinCore/reports/Census.h"
+#include "BrellinCore/reports/ReportText.h"
+#include "BrellinCore/server/MCPServer.h"
+#include "BrellinCore/sessions/LivenessProbe.h"
+
+#include <set>
+
+namespace brellin {
+
+namespace {
+
+std::string_view glyph(Liveness state) {
+    switch (state) {
+        case Liveness::alive:
+            return "●";
+        case Liveness::stale:
+            return "✕";
+        case Liveness::unknown:
+            break;
+    }
+    return "?";
+}
+
+/// What a session is called in its first line. A name is never shown without its short address.
+std::string heading(const SessionRecord& record) {
+    constexpr std::size_t shownIdLength = 8;
+    return record.peerAddress().value_or(std::string(Utf8::prefix(record.sessionId, shownIdLength)));
+}
+
+void appendSession(ReportText& report, const SessionRecord& record, std::string_view accountLabel) {
+    const LivenessVerdict verdict = LivenessProbe::verdict(record);
+    report.line("{} {}", glyph(verdict.state), heading(record));
+    report.line("    account {} · pid {} · {}", accountLabel, record.pid,
+                valueOr(record.cwd, "working dir unknown"));
+    report.line("    liveness: {} via {} · reported: {}", rawValue(verdict.state), verdict.method,
+                valueOr(record.reportedStatus, unknownWord));
+    if (verdict.diagnostic) {
+        report.line("    ⚠ {}", *verdict.diagnostic);
+    }
+    if (record.name && !record.nameSource) {
+        report.line("    name set explicitly — it does not regenerate on its own");
+    }
+    report.line("    sessionId: {}", record.sessionId);
+}
+
+}  // namespace
+
+std::string MCPServer::renderNow() const {
+    const Census census = Census::take();
+    ReportText report;
+    if (census.sessions.empty()) {
+        report.line(
+            "No declared session across the {} accounts found. "
+            "An empty `sessions/` directory is a normal state, not an error.",
+            census.scan.accounts.size());
+        return std::move(report).take();
+    }
+    std::set<std::string_view> accountsWithSessions;
+    for (const SessionRecord& record : census.sessions) {
+        accountsWithSessions.insert(record.accountPath);
+    }
+    report.line("{} declared sessions across {} accounts:", census.sessions.size(),
+                accountsWithSessions.size());
+    report.emptyLine();
+    for (const SessionRecord& record : census.sessions) {
+        appendSession(report, record, census.accountLabel(record.accountPath));
+    }
+    return std::move(report).take();
+}
+
+}  // namespace brellin

@@ -1,0 +1,20 @@
+#include "BrellinCore/server/Paths.h"
+
+#include "BrellinCore/platform/FilePath.h"
+#include "BrellinCore/platform/HomeDirectory.h"
+
+namespace brellin::Paths {
+
+std::filesystem::path root(const Environment& environment) {
+    const auto override = environment.find("HAVRICK_ROOT");
+    if (override != environment.end() && !override->second.empty()) {
+        return FilePath::absolute(FilePath::expandTilde(override->second));
+    }
+    return std::filesystem::path(homeDirectory()) / "Library/Application Support/Havrick";
+}
+
+std::filesystem::path database(const std::filesystem::path& root) {
+    return root / "havrick.db";
+}
+
+}  // namespace brellin::Paths

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "BrellinCore/sessions/Liveness.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace brellin {
+
+/// Decides whether the process with a declared PID is still the declared one: does it exist, and did it
+/// start when the declaration says? Every call observes the machine afresh; no operation throws, and what
+/// cannot be measured makes the verdict `unknown`.
+namespace LivenessProbe {
+
+/// Whether two start texts name the same instant.
+enum class ProcStartComparison { match, mismatch, unparsable };
+
+using ExistenceProbe = std::function<bool(std::int32_t pid)>;
+using StartProbe = std::function<std::optional<std::string>(std::int32_t pid)>;
+
+/// Signal 0 reaches the process, or is refused because it is another user's. False for ids below 1.
+bool processExists(std::int32_t pid);
+
+/// The start time of a process in UTC, as `ps -o lstart=` reports it in local time, for example
+/// "Mon Nov 3 07:05:07 2026". nullopt when `ps` cannot be run, fails, or prints anything else.
+std::optional<std::string> processStartUTCString(std::int32_t pid);
+
+/// processStartUTCString's reading of what `ps` printed.
+std::optional<std::string> startInPsOutput(std::string_view output);
+
+/// Seconds since the Unix epoch for a start text read as UTC; runs of spaces count as one.
+std::optional<std::int64_t> parseCtimeUTC(std::string_view text);
+
+/// Compares to the second, without tolerance; spacing does not matter.
+ProcStartComparison compareProcStart(std::string_view declared, std::string_view actual);
+
+/// The verdict for one target. `probeStart` is asked only when the process exists and has a baseline.
+LivenessVerdict verdict(const PidStart& target, const ExistenceProbe& probeExists = processExists,
+                        const StartProbe& probeStart = processStartUTCString);
+
+/// The same for any other target.
+template <LivenessTarget Target>
+LivenessVerdict verdict(const Target& target, const ExistenceProbe& probeExists = processExists,
+                        const StartProbe& probeStart = processStartUTCString) {
+    return verdict(PidStart{target.pid, target.procStartRaw}, probeExists, probeStart);
+}
+
+/// The processes that hold a Unix-domain socket whose name contains "cc-socks", found with `lsof`. nullopt
+/// when it cannot be run or prints what is not UTF-8.
+std::optional<std::set<std::int32_t>> listeningSocketPIDs();
+
+/// listeningSocketPIDs' reading of what `lsof -F pn` printed; nullopt when it is not UTF-8.
+std::optional<std::set<std::int32_t>> socketPIDsInLsofOutput(std::string_view output);
+
+}  // namespace LivenessProbe
+
+}  // namespace brellin

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "BrellinCore/accounts/ClaudeAccount.h"
+#include "BrellinCore/sessions/SessionRecord.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace brellin {
+
+/// Reads the sessions that accounts declare, straight from disk. Nothing fails: a directory that cannot be
+/// listed holds no sessions, a file that cannot be read or understood is skipped, and neither hides others.
+namespace SessionRegistry {
+
+/// The sessions declared by the files `<accountPath>/sessions/*.json`, oldest first; those that started
+/// at the same time in the order of their file names.
+std::vector<SessionRecord> records(const std::string& accountPath);
+
+/// The sessions of every account that exists on disk, account by account in the given order. A session
+/// declared in two accounts stands twice.
+std::vector<SessionRecord> allRecords(const std::vector<ClaudeAccount>& accounts);
+
+/// The session that the text of one file declares; nullopt when it is not JSON, not an object, or a
+/// required key is missing or of another type.
+std::optional<SessionRecord> recordInDocument(std::string_view text, const std::string& accountPath);
+
+}  // namespace SessionRegistry
+
+}  // namespace brellin

@@ -1,0 +1,72 @@
+#include "BrellinMCP/LineReader.h"
+
+#include "BrellinCore/platform/ProcessSetup.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace brellin {
+
+namespace {
+
+constexpr std::size_t pieceSize = std::size_t{64} << 10U;
+constexpr std::size_t largestKeptBuffer = std::size_t{1} << 20U;
+
+}  // namespace
+
+std::optional<std::string_view> LineReader::next() {
+    for (;;) {
+        const void* feed =
+            end_ == searched_ ? nullptr : std::memchr(&buffer_[searched_], '\n', end_ - searched_);
+        if (feed != nullptr) {
+            const auto length = static_cast<std::size_t>(static_cast<const char*>(feed) - &buffer_[begin_]);
+            const std::string_view line(&buffer_[begin_], length);
+            begin_ += length + 1;
+            searched_ = begin_;
+            return line;
+        }
+        searched_ = end_;
+        discardConsumed();
+        if (!fill()) {
+            if (begin_ == end_) {
+                return std::nullopt;
+            }
+            const std::string_view line(&buffer_[begin_], end_ - begin_);
+            begin_ = searched_ = end_;
+            return line;
+        }
+    }
+}
+
+/// Moves what is left of the last piece to the front; a buffer that a long line made large is given back
+/// before the wait for the next one.
+void LineReader::discardConsumed() {
+    if (begin_ == 0) {
+        return;
+    }
+    const std::size_t rest = end_ - begin_;
+    if (buffer_.size() > largestKeptBuffer && rest < pieceSize) {
+        std::vector<char> smaller(2 * pieceSize);
+        std::copy_n(buffer_.begin() + static_cast<std::ptrdiff_t>(begin_), rest, smaller.begin());
+        buffer_ = std::move(smaller);
+        ProcessSetup::releaseFreedMemory();
+    } else {
+        std::memmove(buffer_.data(), buffer_.data() + begin_, rest);
+    }
+    searched_ -= begin_;
+    end_ = rest;
+    begin_ = 0;
+}
+
+/// Reads one more piece; false at the end of input.
+bool LineReader::fill() {
+    if (buffer_.size() - end_ < pieceSize) {
+        buffer_.resize(std::max(2 * buffer_.size(), end_ + pieceSize));
+    }
+    const auto count = input_.readSome(buffer_.data() + end_, pieceSize);
+    end_ += count.value_or(0);
+    return count.value_or(0) > 0;
+}
+
+}  // namespace brellin

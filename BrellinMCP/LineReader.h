@@ -1,0 +1,35 @@
+#pragma once
+
+#include "BrellinCore/platform/Descriptor.h"
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace brellin {
+
+/// Cuts a byte stream into lines. Every byte is searched once and moved a constant number of times, however
+/// long the line and however small the pieces in which it arrives.
+class LineReader {
+  public:
+    /// @param input read from, not owned beyond this object
+    explicit LineReader(const Descriptor& input) : input_(input) {}
+
+    /// The next line without its line feed (a carriage return before it stays), valid until the next call.
+    /// Blocks until it is there. A last line without a line feed counts. nullopt at the end of input and
+    /// after a read error.
+    std::optional<std::string_view> next();
+
+  private:
+    void discardConsumed();
+    bool fill();
+
+    const Descriptor& input_;
+    std::vector<char> buffer_;
+    std::size_t begin_ = 0;     ///< first byte that was not handed out
+    std::size_t searched_ = 0;  ///< bytes before this one hold no line feed, from begin_ on
+    std::size_t end_ = 0;       ///< behind the last byte read
+};
+
+}  // namespace brellin

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "BrellinCore/server/MCPServer.h"
+#include "BrellinMCP/MessageTransport.h"
+
+#include <boost/json/value.hpp>
+
+#include <string_view>
+
+namespace brellin {
+
+/// Answers the methods of the Model Context Protocol, one request after the other, until the input ends.
+/// It keeps no protocol state: nothing depends on what was asked before.
+class StdioLoop {
+  public:
+    /// Both must outlive this object.
+    StdioLoop(const MCPServer& server, MessageTransport& transport)
+        : server_(server), transport_(transport) {}
+
+    /// Writes the start-up line, answers every request, and returns after the input has ended.
+    void run();
+
+  private:
+    void handle(const Request& request);
+    boost::json::object initialize(const boost::json::object& params) const;
+    boost::json::object callTool(const boost::json::object& params) const;
+    void resultResponse(const boost::json::value& id, boost::json::object result);
+    void errorResponse(const boost::json::value& id, int code, std::string_view message);
+
+    const MCPServer& server_;
+    MessageTransport& transport_;
+};
+
+}  // namespace brellin

@@ -5,7 +5,9 @@ check_ipo_supported(RESULT ipo_supported OUTPUT ipo_reason LANGUAGES CXX)
 
 add_library(havrick_build_options INTERFACE)
 target_compile_options(havrick_build_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+    # A record built with designated initialisers leaves the rest at its defaults on purpose.
+    -Wno-missing-field-initializers)
 
 if(HAVRICK_SANITIZERS)
     add_compile_options(-fsanitize=${HAVRICK_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)

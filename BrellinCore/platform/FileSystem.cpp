@@ -23,6 +23,29 @@ struct DirectoryCloser {
     void operator()(DIR* directory) const { ::closedir(directory); }
 };
 
+/// Reads a file that was found to be `expected` bytes long. The buffer has one byte more, so that a read
+/// which fills all but that byte has met the end, and the usual file takes a single read. A file that grew
+/// or shrank meanwhile is read on to its end.
+std::optional<std::string> readToEnd(const Descriptor& file, std::size_t expected) {
+    std::string content(expected + 1, '\0');
+    std::size_t filled = 0;
+    while (filled <= largestReadableFile) {
+        if (filled == content.size()) {
+            content.resize(content.size() * 2);
+        }
+        const auto count = file.readSome(content.data() + filled, content.size() - filled);
+        if (!count) {
+            return std::nullopt;
+        }
+        filled += *count;
+        if (*count == 0 || filled == expected) {
+            content.resize(filled);
+            return content;
+        }
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 bool isDirectory(const std::string& path) {
@@ -71,28 +94,7 @@ std::optional<std::string> readFile(const std::string& path) {
     if (expected > largestReadableFile) {
         return std::nullopt;
     }
-    // One byte more than the file has: a read that comes back one short has met the end, so that the
-    // usual file takes a single read. A file that grew or shrank meanwhile is read on to its end.
-    std::string content(expected + 1, '\0');
-    std::size_t filled = 0;
-    for (;;) {
-        const auto count = file.readSome(content.data() + filled, content.size() - filled);
-        if (!count) {
-            return std::nullopt;
-        }
-        filled += *count;
-        if (*count == 0 || filled == expected) {
-            break;
-        }
-        if (filled == content.size()) {
-            if (filled > largestReadableFile) {
-                return std::nullopt;
-            }
-            content.resize(content.size() * 2);
-        }
-    }
-    content.resize(filled);
-    return content;
+    return readToEnd(file, expected);
 }
 
 }  // namespace brellin::FileSystem

@@ -18,10 +18,12 @@ namespace {
 /// back as the number it was; and one beyond the range of a double ends the parse, since it would be
 /// printed as "Infinity".
 struct ValueBuilder {
+    // NOLINTBEGIN(readability-identifier-naming): the parser looks for these names
     static constexpr std::size_t max_object_size = json::object::max_size();
     static constexpr std::size_t max_array_size = json::array::max_size();
     static constexpr std::size_t max_key_size = json::string::max_size();
     static constexpr std::size_t max_string_size = json::string::max_size();
+    // NOLINTEND(readability-identifier-naming)
 
     json::value_stack stack;
     std::string digits;

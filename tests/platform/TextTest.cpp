@@ -1,0 +1,89 @@
+#include "BrellinCore/platform/Decimal.h"
+#include "BrellinCore/platform/FilePath.h"
+#include "BrellinCore/platform/Sha256.h"
+#include "BrellinCore/platform/Split.h"
+#include "BrellinCore/platform/Utf8.h"
+#include "tests/world/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <string_view>
+
+namespace brellin {
+
+TEST(Decimal, ReadsASignAndDigitsAndNothingElse) {
+    EXPECT_EQ(parseDecimal<std::int32_t>("+007"), 7);
+    EXPECT_EQ(parseDecimal<std::int32_t>("-2147483648"), std::numeric_limits<std::int32_t>::min());
+    EXPECT_EQ(parseDecimal<std::int64_t>("-9223372036854775808"), std::numeric_limits<std::int64_t>::min());
+    EXPECT_EQ(parseDecimal<std::uint16_t>("65535"), 65535);
+    EXPECT_EQ(parseDecimal<std::uint16_t>("-0"), 0);
+    for (const std::string_view text :
+         {"", "+", "-", "+-1", "--1", " 1", "1 ", "1.0", "0x1", "2147483648", "-2147483649", "١"}) {
+        EXPECT_EQ(parseDecimal<std::int32_t>(text), std::nullopt) << text;
+    }
+    EXPECT_EQ(parseDecimal<std::uint16_t>("65536"), std::nullopt);
+    EXPECT_EQ(parseDecimal<std::uint16_t>("-1"), std::nullopt);
+}
+
+TEST(Utf8, TrimsUnicodeWhiteSpaceAtBothEndsOnly) {
+    EXPECT_EQ(Utf8::trimmed("\u3000\t\r\n\u2028\u0085 a \u00A0b\u202F\v\f"), "a \u00A0b");
+    EXPECT_EQ(Utf8::trimmed(" \u1680\u2000\u200A\u205F "), "");
+    EXPECT_EQ(Utf8::trimmed("\u200Ba\uFEFF"), "\u200Ba\uFEFF") << "neither is white space";
+    EXPECT_EQ(Utf8::trimmedOfBlanks("\u3000 \ta\u2009"), "a");
+    EXPECT_EQ(Utf8::trimmedOfBlanks("\na\r"), "\na\r") << "line breaks stay";
+}
+
+TEST(Utf8, CountsAndRepairsWholeCharacters) {
+    EXPECT_EQ(Utf8::prefix("aé𝄞z", 3), "aé𝄞");
+    EXPECT_EQ(Utf8::prefix("ab", 3), "ab");
+    EXPECT_EQ(Utf8::prefix("ab", 0), "");
+    EXPECT_EQ(Utf8::repaired("a\xFFz\xE2\x82"), "a\uFFFDz\uFFFD");
+    for (const std::string_view broken :
+         {"\xC0\xAF", "\xED\xA0\x80", "\xF5\x80\x80\x80", "\x80", "\xE2\x82"}) {
+        EXPECT_FALSE(Utf8::isValid(broken));
+        EXPECT_TRUE(Utf8::isValid(Utf8::repaired(broken)));
+    }
+}
+
+TEST(Split, DropsEmptyPieces) {
+    EXPECT_EQ(joinWithSpaces(splitDroppingEmpty("  a \t b  ", " ")), "a \t b");
+    EXPECT_EQ(joinWithSpaces(splitDroppingEmpty("  a \t b  ", " \t")), "a b");
+    EXPECT_TRUE(splitDroppingEmpty("   ", " ").empty());
+}
+
+TEST(FilePath, NormalizesToOneSpelling) {
+    const world::ScopedVariable home("HOME", "/home/u/");
+    const std::string here = FilePath::absolute("");
+    const std::pair<std::string_view, std::string> cases[] = {
+        {"~", "/home/u"},
+        {"~/.claude-work/", "/home/u/.claude-work"},
+        {"/home/u/x/.././/y/.", "/home/u/y"},
+        {"/../..", "/"},
+        {"//a//b//", "/a/b"},
+        {"relative/../x", here + "/x"},
+        {"~no-such-user/x", here + "/~no-such-user/x"},
+        {"~root/x", "/root/x"},
+        {"/a/~/b", "/a/~/b"},
+    };
+    for (const auto& [path, normalized] : cases) {
+        EXPECT_EQ(FilePath::normalize(path), normalized) << path;
+    }
+}
+
+TEST(FilePath, LastComponentIgnoresSlashesAtTheEnd) {
+    EXPECT_EQ(FilePath::lastComponent("/usr/bin/claude//"), "claude");
+    EXPECT_EQ(FilePath::lastComponent("claude"), "claude");
+    EXPECT_EQ(FilePath::lastComponent("/"), "/");
+    EXPECT_EQ(FilePath::lastComponent(""), "");
+}
+
+TEST(Sha256, MatchesThePublishedVector) {
+    const auto digest = sha256("abc");
+    EXPECT_EQ(digest[0], 0xBA);
+    EXPECT_EQ(digest[1], 0x78);
+    EXPECT_EQ(digest[31], 0xAD);
+}
+
+}  // namespace brellin

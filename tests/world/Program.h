@@ -1,0 +1,45 @@
+#pragma once
+
+#include "BrellinCore/platform/Environment.h"
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace brellin::world {
+
+/// What a program did with the input it was given.
+struct ProgramRun {
+    std::string output;
+    std::string errors;
+    int status = -1;  ///< as from waitpid
+    int exitStatus() const;
+};
+
+/// Runs a program to its end with a small environment of its own (PATH and what is given).
+ProgramRun runProgram(const std::vector<std::string>& command, const Environment& environment = {},
+                      std::string_view input = {});
+
+/// A child process that lives until this object ends.
+class LiveProcess {
+  public:
+    explicit LiveProcess(const std::vector<std::string>& command = {"/bin/sleep", "1000"});
+    LiveProcess(const LiveProcess&) = delete;
+    LiveProcess& operator=(const LiveProcess&) = delete;
+    ~LiveProcess();
+
+    pid_t pid() const { return pid_; }
+    /// Its start time in UTC, as a session declares it; read from `ps`, spaces as printed.
+    std::string procStart() const;
+
+  private:
+    pid_t pid_;
+};
+
+/// The id of a process that has ended and was waited for.
+pid_t deadPid();
+
+}  // namespace brellin::world

@@ -17,26 +17,39 @@ constexpr std::size_t largestKeptBuffer = std::size_t{1} << 20U;
 
 std::optional<std::string_view> LineReader::next() {
     for (;;) {
-        const void* feed =
-            end_ == searched_ ? nullptr : std::memchr(&buffer_[searched_], '\n', end_ - searched_);
-        if (feed != nullptr) {
-            const auto length = static_cast<std::size_t>(static_cast<const char*>(feed) - &buffer_[begin_]);
-            const std::string_view line(&buffer_[begin_], length);
-            begin_ += length + 1;
-            searched_ = begin_;
+        if (const auto line = takeLine()) {
             return line;
         }
-        searched_ = end_;
         discardConsumed();
         if (!fill()) {
-            if (begin_ == end_) {
-                return std::nullopt;
-            }
-            const std::string_view line(&buffer_[begin_], end_ - begin_);
-            begin_ = searched_ = end_;
-            return line;
+            return takeRest();
         }
     }
+}
+
+/// Hands out the line up to the next line feed, if there is one among the bytes read so far.
+std::optional<std::string_view> LineReader::takeLine() {
+    const char* unsearched = buffer_.data() + searched_;
+    const void* feed = end_ == searched_ ? nullptr : std::memchr(unsearched, '\n', end_ - searched_);
+    if (feed == nullptr) {
+        searched_ = end_;
+        return std::nullopt;
+    }
+    const char* start = buffer_.data() + begin_;
+    const std::string_view line(start, static_cast<const char*>(feed));
+    begin_ += line.size() + 1;
+    searched_ = begin_;
+    return line;
+}
+
+/// Hands out what stands behind the last line feed.
+std::optional<std::string_view> LineReader::takeRest() {
+    if (begin_ == end_) {
+        return std::nullopt;
+    }
+    const std::string_view rest(buffer_.data() + begin_, end_ - begin_);
+    begin_ = searched_ = end_;
+    return rest;
 }
 
 /// Moves what is left of the last piece to the front; a buffer that a long line made large is given back

@@ -22,6 +22,8 @@ class LineReader {
     std::optional<std::string_view> next();
 
   private:
+    std::optional<std::string_view> takeLine();
+    std::optional<std::string_view> takeRest();
     void discardConsumed();
     bool fill();
 

@@ -1,9 +1,62 @@
+#include "BrellinCore/platform/DateText.h"
+#include "BrellinCore/reports/Census.h"
+#include "BrellinCore/reports/History.h"
+#include "BrellinCore/reports/ReportText.h"
 #include "BrellinCore/server/MCPServer.h"
 
 namespace brellin {
 
-ToolResult MCPServer::renderResolve(const std::string& /*argument*/) const {
-    return {"This report does not exist yet; it comes with the history store.", true};
+namespace {
+
+std::string currentAddress(const SessionRecord& record) {
+    return record.peerAddress().value_or(record.sessionId);
+}
+
+ToolResult liveAnswer(const std::string& query, const SessionRecord& record) {
+    ReportText report;
+    report.line("`{}` currently delivers to {}", query, currentAddress(record));
+    report.line("  sessionId: {}", record.sessionId);
+    report.line("  cwd      : {}", valueOr(record.cwd, unknownWord));
+    return {std::move(report).take(), false};
+}
+
+ToolResult expiredAnswer(const std::string& query, const NameWindow& window, const SessionRecord& record) {
+    ReportText report;
+    report.line("`{}` has EXPIRED (valid until {}).", query,
+                window.to ? DateText::timestampUTC(*window.to) : "current");
+    report.line("  The same session now answers to: {}", currentAddress(record));
+    report.line("  sessionId (stable): {}", record.sessionId);
+    return {std::move(report).take(), false};
+}
+
+}  // namespace
+
+ToolResult MCPServer::renderResolve(const std::string& query) const {
+    const Census census = Census::take();
+    for (const SessionRecord& record : census.sessions) {
+        if (record.name == query || record.peerRef() == query) {
+            return liveAnswer(query, record);
+        }
+    }
+    const auto store = History::open();
+    if (!store) {
+        return {fmt::format("`{}` is not the address of any currently declared session, and "
+                            "the history store is unavailable, so it cannot say whether it ever was.",
+                            query),
+                true};
+    }
+    for (const SessionRecord& record : census.sessions) {
+        for (const NameWindow& window : store->nameHistory(record.sessionId)) {
+            if (window.name == query || window.ref == query) {
+                return expiredAnswer(query, window, record);
+            }
+        }
+    }
+    return {fmt::format("`{}` is not the address of any currently declared session and does not "
+                        "appear in known history. It may be a session closed before Brellin began "
+                        "observing.",
+                        query),
+            true};
 }
 
 }  // namespace brellin

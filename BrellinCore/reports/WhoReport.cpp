@@ -1,9 +1,70 @@
+#include "BrellinCore/platform/DateText.h"
+#include "BrellinCore/reports/Census.h"
+#include "BrellinCore/reports/History.h"
+#include "BrellinCore/reports/ReportText.h"
 #include "BrellinCore/server/MCPServer.h"
 
 namespace brellin {
 
-ToolResult MCPServer::renderWho(const std::string& /*argument*/) const {
-    return {"This report does not exist yet; it comes with the history store.", true};
+namespace {
+
+void appendIdentity(ReportText& report, const SessionRecord& record) {
+    report.line("{}", record.peerAddress().value_or(record.sessionId));
+    report.line("  sessionId : {}", record.sessionId);
+    report.line("  account   : {}", record.accountPath);
+    report.line("  cwd       : {}", valueOr(record.cwd, unknownWord));
+    report.line("  pid       : {}", record.pid);
+    report.line("  started   : {}", DateText::timestampUTC(record.startedAt));
+    report.line("  name      : {} ({})", valueOr(record.name, unknownWord),
+                valueOr(record.nameSource, "set explicitly"));
+    report.line("  ref       : {}", valueOr(record.peerRef(), unknownWord));
+}
+
+void appendNameHistory(ReportText& report, const std::vector<NameWindow>& windows) {
+    // A single window says no more than the identity does.
+    if (windows.size() < 2) {
+        return;
+    }
+    report.emptyLine();
+    report.line("  Name history:");
+    for (const NameWindow& window : windows) {
+        report.line("    {} [{}] — {}", window.name, valueOr(window.ref, "?"),
+                    window.to ? "until " + DateText::timestampUTC(*window.to) : "current");
+    }
+}
+
+void appendEvents(ReportText& report, const std::vector<StoredEvent>& events) {
+    if (events.empty()) {
+        return;
+    }
+    report.emptyLine();
+    report.line("  Events:");
+    for (const StoredEvent& event : events) {
+        report.line("    {} ({}) — {}", event.kind, event.certainty, valueOr(event.detail, ""));
+    }
+}
+
+}  // namespace
+
+ToolResult MCPServer::renderWho(const std::string& sessionId) const {
+    const Census census = Census::take();
+    const SessionRecord* record = census.sessionWithIdPrefix(sessionId);
+    ReportText report;
+    if (record == nullptr) {
+        report.line(
+            "No declared session whose id starts with `{}`. "
+            "A closed session no longer has a registry entry — its history stays in "
+            "the store, but the short address CANNOT be reconstructed (it is a "
+            "function of the PID).",
+            sessionId);
+        return {std::move(report).take(), true};
+    }
+    appendIdentity(report, *record);
+    if (const auto store = History::open()) {
+        appendNameHistory(report, store->nameHistory(record->sessionId));
+        appendEvents(report, store->events(record->sessionId));
+    }
+    return {std::move(report).take(), false};
 }
 
 }  // namespace brellin

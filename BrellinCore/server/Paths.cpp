@@ -2,6 +2,7 @@
 
 #include "BrellinCore/platform/FilePath.h"
 #include "BrellinCore/platform/HomeDirectory.h"
+#include "BrellinCore/store/Store.h"
 
 namespace brellin::Paths {
 
@@ -14,7 +15,7 @@ std::filesystem::path root(const Environment& environment) {
 }
 
 std::filesystem::path database(const std::filesystem::path& root) {
-    return root / "havrick.db";
+    return root / Store::databaseName;
 }
 
 }  // namespace brellin::Paths

@@ -48,14 +48,14 @@ std::optional<SessionRecord> recordInDocument(std::string_view text, const std::
 }
 
 std::vector<SessionRecord> records(const std::string& accountPath) {
-    const std::string directory = accountPath + "/sessions";
+    const std::string directory = accountPath + "/sessions/";
     std::vector<SessionRecord> found;
     for (const std::string& name :
          FileSystem::listDirectory(directory).value_or(std::vector<std::string>())) {
         if (!name.ends_with(".json")) {
             continue;
         }
-        const auto text = FileSystem::readFile(directory + "/" + name);
+        const auto text = FileSystem::readFile(directory + name);
         if (auto record = text ? recordInDocument(*text, accountPath) : std::nullopt) {
             found.push_back(std::move(*record));
         }

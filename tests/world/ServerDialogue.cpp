@@ -9,6 +9,14 @@
 
 #include <algorithm>
 
+namespace brellin {
+
+void PrintTo(const ToolResult& result, std::ostream* stream) {
+    *stream << (result.isError ? "error:\n" : "answer:\n") << result.text;
+}
+
+}  // namespace brellin
+
 namespace brellin::world {
 
 namespace json = boost::json;

@@ -6,9 +6,17 @@
 #include <boost/json/value.hpp>
 
 #include <initializer_list>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace brellin {
+
+/// How GoogleTest shows an answer.
+void PrintTo(const ToolResult& result, std::ostream* stream);
+
+}  // namespace brellin
 
 namespace brellin::world {
 

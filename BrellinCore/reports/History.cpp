@@ -1,0 +1,18 @@
+#include "BrellinCore/reports/History.h"
+
+#include "BrellinCore/platform/Environment.h"
+#include "BrellinCore/server/Paths.h"
+
+#include <exception>
+
+namespace brellin::History {
+
+std::unique_ptr<Store> open() {
+    try {
+        return std::make_unique<Store>(Paths::root(processEnvironment()));
+    } catch (const std::exception&) {
+        return nullptr;
+    }
+}
+
+}  // namespace brellin::History

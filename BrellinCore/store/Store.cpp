@@ -1,0 +1,222 @@
+#include "BrellinCore/store/Store.h"
+
+#include "BrellinCore/platform/Decimal.h"
+#include "BrellinCore/store/Statements.h"
+
+#include <sqlite3.h>
+
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+namespace brellin {
+
+namespace {
+
+/// The text of a column; nullopt where the row has none.
+std::optional<std::string> text(const std::map<std::string, std::string>& row, const char* column) {
+    const auto entry = row.find(column);
+    return entry == row.end() ? std::nullopt : std::optional(entry->second);
+}
+
+/// The whole number in a column; nullopt where the row has none.
+std::optional<std::int64_t> number(const std::map<std::string, std::string>& row, const char* column) {
+    const auto entry = row.find(column);
+    return entry == row.end() ? std::nullopt : parseDecimal<std::int64_t>(entry->second);
+}
+
+}  // namespace
+
+/// One value to bind. It refers to the caller's text, so it lives no longer than the call it is made for.
+class Store::Value {
+  public:
+    Value(std::nullopt_t /*absent*/) {}
+    Value(const std::string& text) : held_(text.c_str()) {}
+    Value(const std::optional<std::string>& text) {
+        if (text) {
+            held_ = text->c_str();
+        }
+    }
+    Value(std::int64_t number) : held_(number) {}
+    Value(std::int32_t number) : held_(std::int64_t{number}) {}
+    Value(bool flag) : held_(flag) {}
+
+    // A text ends at its first NUL, which none of the texts kept here has a use for.
+    void bindTo(sqlite3_stmt* statement, int position) const {
+        const auto bind = [&](const auto& value) {
+            using Type = std::decay_t<decltype(value)>;
+            if constexpr (std::is_same_v<Type, const char*>) {
+                ::sqlite3_bind_text(statement, position, value, -1, SQLITE_TRANSIENT);  // NOLINT
+            } else if constexpr (std::is_same_v<Type, std::int64_t>) {
+                ::sqlite3_bind_int64(statement, position, value);
+            } else if constexpr (std::is_same_v<Type, bool>) {
+                ::sqlite3_bind_int(statement, position, value ? 1 : 0);
+            } else {
+                ::sqlite3_bind_null(statement, position);
+            }
+        };
+        std::visit(bind, held_);
+    }
+
+  private:
+    std::variant<std::monostate, const char*, std::int64_t, bool> held_;
+};
+
+void Store::Closer::operator()(sqlite3* connection) const {
+    ::sqlite3_close(connection);
+}
+
+void Store::Finalizer::operator()(sqlite3_stmt* statement) const {
+    ::sqlite3_finalize(statement);
+}
+
+Store::Store(std::filesystem::path root) : root_(std::move(root)) {
+    std::filesystem::create_directories(root_);
+    sqlite3* connection = nullptr;
+    const int result = ::sqlite3_open((root_ / databaseName).c_str(), &connection);
+    db_.reset(connection);  // a failed open leaves a connection, too
+    if (result != SQLITE_OK) {
+        throw error(StoreError::Case::open);
+    }
+    for (const char* script : {Statements::journalMode, Statements::foreignKeys, Statements::schema,
+                               Statements::eventsAreAppendOnly, Statements::eventsAreNotDeletable}) {
+        ::sqlite3_exec(db_.get(), script, nullptr, nullptr, nullptr);
+    }
+}
+
+Store::~Store() = default;
+
+void Store::recordAccount(const ClaudeAccount& account, std::int64_t at) {
+    write(Statements::recordAccount,
+          {account.path, account.label, account.identityEmail, account.isDefault, at, at});
+}
+
+void Store::upsertSession(const SessionRecord& record, std::int64_t at) {
+    write(Statements::upsertSession,
+          {record.sessionId, record.accountPath, record.cwd, record.startedAt, at, at});
+}
+
+void Store::ensureEntity(const std::string& key, const std::string& accountPath, std::int64_t at) {
+    write(Statements::ensureEntity, {key, accountPath, std::nullopt, std::nullopt, at, at});
+}
+
+void Store::closeName(const std::string& sessionId, std::int64_t at) {
+    write(Statements::closeName, {at, sessionId});
+}
+
+void Store::openName(const std::string& sessionId, const std::string& name,
+                     const std::optional<std::string>& ref, const std::optional<std::string>& source,
+                     std::int64_t at) {
+    write(Statements::openName, {sessionId, name, ref, source, at});
+}
+
+void Store::appendObservation(const std::string& sessionId, std::int32_t pid,
+                              const LivenessVerdict& verdict,
+                              const std::optional<std::string>& reportedStatus, std::int64_t at) {
+    const std::string state(rawValue(verdict.state));
+    write(Statements::appendObservation, {sessionId, at, pid, state, verdict.method, reportedStatus});
+}
+
+void Store::appendEvent(const std::string& sessionId, const std::string& kind,
+                        const std::optional<std::string>& detail, const std::string& certainty,
+                        std::int64_t at) {
+    write(Statements::appendEvent, {sessionId, at, kind, detail, certainty});
+}
+
+void Store::rawExecForTesting(const std::string& sql) {
+    if (::sqlite3_exec(db_.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+        throw error(StoreError::Case::step);
+    }
+}
+
+std::set<std::string> Store::knownSessionIds() const {
+    std::set<std::string> ids;
+    for (Row& row : query(Statements::knownSessionIds, {})) {
+        if (auto id = text(row, "sessionId")) {
+            ids.insert(std::move(*id));
+        }
+    }
+    return ids;
+}
+
+std::optional<CurrentName> Store::currentName(const std::string& sessionId) const {
+    const std::vector<Row> rows = query(Statements::currentName, {sessionId});
+    auto name = rows.empty() ? std::nullopt : text(rows.front(), "name");
+    if (!name) {
+        return std::nullopt;
+    }
+    return CurrentName{std::move(*name), text(rows.front(), "ref")};
+}
+
+bool Store::hasEvent(const std::string& sessionId, const std::string& kind) const {
+    return !query(Statements::hasEvent, {sessionId, kind}).empty();
+}
+
+std::vector<NameWindow> Store::nameHistory(const std::string& sessionId) const {
+    std::vector<NameWindow> windows;
+    for (const Row& row : query(Statements::nameHistory, {sessionId})) {
+        windows.push_back({text(row, "name").value_or(""), text(row, "ref"),
+                           number(row, "validFrom").value_or(0), number(row, "validTo")});
+    }
+    return windows;
+}
+
+std::vector<StoredEvent> Store::events(const std::string& sessionId) const {
+    std::vector<StoredEvent> events;
+    for (const Row& row : query(Statements::events, {sessionId})) {
+        events.push_back({number(row, "at").value_or(0), text(row, "kind").value_or(""),
+                          text(row, "detail"), text(row, "certainty").value_or("observed")});
+    }
+    return events;
+}
+
+StoreError Store::error(StoreError::Case kind) const {
+    return {kind, ::sqlite3_errmsg(db_.get())};
+}
+
+Store::Statement Store::prepare(const char* sql) const {
+    sqlite3_stmt* statement = nullptr;
+    if (::sqlite3_prepare_v2(db_.get(), sql, -1, &statement, nullptr) != SQLITE_OK) {
+        throw error(StoreError::Case::prepare);
+    }
+    return Statement(statement);
+}
+
+void Store::write(const char* sql, std::initializer_list<Value> values) {
+    const Statement statement = prepare(sql);
+    int position = 0;
+    for (const Value& value : values) {
+        value.bindTo(statement.get(), ++position);
+    }
+    if (::sqlite3_step(statement.get()) != SQLITE_DONE) {
+        throw error(StoreError::Case::step);  // made before the statement is finalized
+    }
+}
+
+std::vector<Store::Row> Store::query(const char* sql, std::initializer_list<Value> values) const {
+    Statement statement;
+    try {
+        statement = prepare(sql);
+    } catch (const StoreError&) {
+        return {};
+    }
+    int position = 0;
+    for (const Value& value : values) {
+        value.bindTo(statement.get(), ++position);
+    }
+    std::vector<Row> rows;
+    while (::sqlite3_step(statement.get()) == SQLITE_ROW) {
+        Row row;
+        for (int column = 0; column < ::sqlite3_column_count(statement.get()); ++column) {
+            const auto* content = ::sqlite3_column_text(statement.get(), column);
+            if (content != nullptr) {
+                row.insert_or_assign(::sqlite3_column_name(statement.get(), column),
+                                     reinterpret_cast<const char*>(content));
+            }
+        }
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+}  // namespace brellin

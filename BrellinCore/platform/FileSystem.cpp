@@ -5,11 +5,14 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <memory>
 #include <string_view>
+#include <system_error>
 
 namespace brellin::FileSystem {
 
@@ -95,6 +98,24 @@ std::optional<std::string> readFile(const std::string& path) {
         return std::nullopt;
     }
     return readToEnd(file, expected);
+}
+
+void writeFileAtomically(const std::string& path, std::string_view content) {
+    std::string temporary = path + ".XXXXXX";
+    Descriptor file(holdsNul(path) ? -1 : ::mkostemp(temporary.data(), O_CLOEXEC));
+    if (!file.isOpen()) {
+        throw std::system_error(errno, std::generic_category(), path);
+    }
+    // mkostemp makes a file for its owner alone; a list is as readable as any other file of the user.
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    const bool written = ::fchmod(file.get(), 0666 & ~mask) == 0 && file.writeAll(content) &&
+                         ::fsync(file.get()) == 0 && ::rename(temporary.c_str(), path.c_str()) == 0;
+    if (!written) {
+        const int error = errno;
+        ::unlink(temporary.c_str());
+        throw std::system_error(error, std::generic_category(), path);
+    }
 }
 
 }  // namespace brellin::FileSystem

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace brellin {
@@ -25,6 +26,13 @@ std::optional<std::vector<std::string>> listDirectory(const std::string& path);
 /// The whole content of a regular file (symbolic links are followed). nullopt when there is none that can
 /// be read to its end; FIFOs, sockets, devices and directories count as unreadable and never block.
 std::optional<std::string> readFile(const std::string& path);
+
+/// Puts a file with this content in the place of whatever has the name, all at once: a temporary file
+/// beside it is written, brought to the disk, and renamed. A reader or a crash finds the old file or the
+/// new one, whole; after a failure the temporary file is gone again.
+///
+/// @throws std::system_error the file could not be written; what was there is unchanged
+void writeFileAtomically(const std::string& path, std::string_view content);
 
 }  // namespace FileSystem
 

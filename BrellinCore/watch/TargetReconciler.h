@@ -1,0 +1,33 @@
+#pragma once
+
+#include "BrellinCore/store/Store.h"
+#include "BrellinCore/watch/TargetProbe.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace brellin {
+
+/// Writes what a probe saw of a target into the history: an observation each time, and when the occupant
+/// changed, the end of one name window, the start of the next, and one event. In the store a target is an
+/// entity under its key; its open window says who holds it.
+class TargetReconciler {
+  public:
+    /// The store must outlive this object.
+    explicit TargetReconciler(Store& store) : store_(store) {}
+
+    /// @param now milliseconds since the Unix epoch, the time of every row written
+    /// @return empty when nothing changed, otherwise "occupied:", "vacated:" or "reoccupied:" and the key
+    /// @throws StoreError the first failed write ends the call; what was written before it stays
+    std::vector<std::string> reconcile(const TargetVerdict& verdict, std::int64_t now);
+
+  private:
+    std::vector<std::string> vacate(const WatchTarget& target, std::int64_t now);
+    std::vector<std::string> occupy(const WatchTarget& target, const ProcessSnapshot& occupant,
+                                    std::int64_t now);
+
+    Store& store_;
+};
+
+}  // namespace brellin

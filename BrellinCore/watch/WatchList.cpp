@@ -1,0 +1,70 @@
+#include "BrellinCore/watch/WatchList.h"
+
+#include "BrellinCore/platform/FileSystem.h"
+#include "BrellinCore/platform/Json.h"
+#include "BrellinCore/platform/Utf8.h"
+
+#include <boost/json/array.hpp>
+#include <boost/json/serialize.hpp>
+
+#include <algorithm>
+
+namespace brellin {
+
+std::filesystem::path WatchList::file(const std::filesystem::path& directory) {
+    return directory / "watchlist.json";
+}
+
+WatchList::Loaded WatchList::load(const std::filesystem::path& directory) {
+    const auto text = FileSystem::readFile(file(directory));
+    return text ? fromDocument(*text) : Loaded();
+}
+
+WatchList::Loaded WatchList::fromDocument(std::string_view text) {
+    const auto document = Json::parse(text);
+    const auto* specs = document ? document->if_array() : nullptr;
+    if (specs == nullptr ||
+        !std::ranges::all_of(*specs, [](const boost::json::value& spec) { return spec.is_string(); })) {
+        return {};
+    }
+    Loaded loaded;
+    for (const boost::json::value& spec : *specs) {
+        if (auto target = WatchTarget::fromSpec(spec.get_string())) {
+            loaded.list.targets.push_back(std::move(*target));
+        } else {
+            ++loaded.skipped;
+        }
+    }
+    return loaded;
+}
+
+void WatchList::save(const std::filesystem::path& directory) const {
+    std::filesystem::create_directories(directory);
+    FileSystem::writeFileAtomically(file(directory), document());
+}
+
+std::string WatchList::document() const {
+    boost::json::array keys;
+    for (const WatchTarget& target : targets) {
+        keys.emplace_back(Utf8::repaired(target.key()));
+    }
+    std::string escaped;
+    for (const char character : boost::json::serialize(keys)) {
+        escaped.append(character == '/' ? "\\" : "").push_back(character);
+    }
+    return escaped;
+}
+
+bool WatchList::add(const WatchTarget& target) {
+    if (std::ranges::find(targets, target.key(), &WatchTarget::key) != targets.end()) {
+        return false;
+    }
+    targets.push_back(target);
+    return true;
+}
+
+bool WatchList::remove(std::string_view key) {
+    return std::erase_if(targets, [&](const WatchTarget& target) { return target.key() == key; }) > 0;
+}
+
+}  // namespace brellin

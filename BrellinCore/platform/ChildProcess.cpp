@@ -1,6 +1,7 @@
 #include "BrellinCore/platform/ChildProcess.h"
 
 #include "BrellinCore/platform/Descriptor.h"
+#include "BrellinCore/platform/Pipe.h"
 
 #include <fcntl.h>
 #include <signal.h>  // NOLINT(modernize-deprecated-headers): the signal sets are POSIX, not C++
@@ -8,47 +9,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
 namespace brellin::ChildProcess {
 
 namespace {
-
-struct Pipe {
-    Descriptor readEnd;
-    Descriptor writeEnd;
-};
-
-/// Moves a descriptor out of the way of the standard streams: where the host handed down fewer than three,
-/// a new pipe would get their numbers, and setting up the child would overwrite it.
-Descriptor aboveStandardStreams(Descriptor descriptor) {
-    if (!descriptor.isOpen() || descriptor.get() > STDERR_FILENO) {
-        return descriptor;
-    }
-    return Descriptor(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-}
-
-std::optional<Pipe> openPipe() {
-    std::array<int, 2> ends{};
-#ifdef __APPLE__
-    if (::pipe(ends.data()) != 0) {
-        return std::nullopt;
-    }
-    ::fcntl(ends[0], F_SETFD, FD_CLOEXEC);
-    ::fcntl(ends[1], F_SETFD, FD_CLOEXEC);
-#else
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
-        return std::nullopt;
-    }
-#endif
-    Pipe pipe{aboveStandardStreams(Descriptor(ends[0])), aboveStandardStreams(Descriptor(ends[1]))};
-    if (!pipe.readEnd.isOpen() || !pipe.writeEnd.isOpen()) {
-        return std::nullopt;
-    }
-    return pipe;
-}
 
 class FileActions {
   public:
@@ -154,7 +121,7 @@ std::optional<int> waitForExit(pid_t pid) {
 }  // namespace
 
 std::optional<Result> run(const char* executable, const std::vector<std::string>& arguments) {
-    auto pipe = openPipe();
+    auto pipe = Pipe::open();
     if (!pipe) {
         return std::nullopt;
     }

@@ -10,18 +10,6 @@ namespace brellin {
 
 namespace {
 
-std::string_view glyph(Liveness state) {
-    switch (state) {
-        case Liveness::alive:
-            return "●";
-        case Liveness::stale:
-            return "✕";
-        case Liveness::unknown:
-            break;
-    }
-    return "?";
-}
-
 /// What a session is called in its first line. A name is never shown without its short address.
 std::string heading(const SessionRecord& record) {
     constexpr std::size_t shownIdLength = 8;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "BrellinCore/sessions/Liveness.h"
+
 #include <fmt/format.h>
 
 #include <iterator>
@@ -17,6 +19,9 @@ inline constexpr std::string_view unknownWord = "unknown";
 inline std::string_view valueOr(const std::optional<std::string>& value, std::string_view word) {
     return value ? std::string_view(*value) : word;
 }
+
+/// The sign that stands before whatever has this verdict.
+std::string_view glyph(Liveness state);
 
 /// A report under construction: lines joined by single line feeds, none after the last.
 class ReportText {

@@ -1,3 +1,4 @@
+#include "BrellinCore/platform/Clock.h"
 #include "BrellinCore/reports/Census.h"
 #include "BrellinCore/reports/History.h"
 #include "BrellinCore/reports/ReportText.h"
@@ -5,7 +6,6 @@
 #include "BrellinCore/sessions/LivenessProbe.h"
 
 #include <algorithm>
-#include <chrono>
 #include <exception>
 
 namespace brellin {
@@ -57,8 +57,7 @@ const ClaudeAccount* callersAccount(const std::vector<ClaudeAccount>& accounts) 
 
 /// Leaves the audit trace. A store that cannot be written must not spoil the answer.
 void recordPreparedSend(const SessionRecord& target, const std::string& address, bool crossesAccounts) {
-    using std::chrono::milliseconds;
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const std::int64_t now = Clock::now();
     const auto store = History::open();
     if (!store) {
         return;
@@ -67,7 +66,7 @@ void recordPreparedSend(const SessionRecord& target, const std::string& address,
         store->appendEvent(target.sessionId, "send_prepared",
                            fmt::format("address resolved: {}{}", address,
                                        crossesAccounts ? " · across an account boundary" : ""),
-                           "observed", std::chrono::duration_cast<milliseconds>(now).count());
+                           "observed", now);
     } catch (const std::exception&) {
         return;
     }

@@ -113,6 +113,10 @@ inline constexpr const char* appendEvent =
 
 inline constexpr const char* knownSessionIds = "SELECT sessionId FROM sessions;";
 
+inline constexpr const char* sessions =
+    R"sql(SELECT sessionId,accountPath,cwd,startedAt,firstSeen,lastSeen FROM sessions
+ORDER BY firstSeen, sessionId;)sql";
+
 inline constexpr const char* currentName = R"sql(SELECT name, ref FROM names
 WHERE sessionId = ? AND validTo IS NULL
 ORDER BY validFrom DESC LIMIT 1;)sql";

@@ -139,6 +139,16 @@ std::set<std::string> Store::knownSessionIds() const {
     return ids;
 }
 
+std::vector<StoredSession> Store::sessions() const {
+    std::vector<StoredSession> sessions;
+    for (const Row& row : query(Statements::sessions, {})) {
+        sessions.push_back({text(row, "sessionId").value_or(""), text(row, "accountPath").value_or(""),
+                            text(row, "cwd"), number(row, "startedAt"),
+                            number(row, "firstSeen").value_or(0), number(row, "lastSeen").value_or(0)});
+    }
+    return sessions;
+}
+
 std::optional<CurrentName> Store::currentName(const std::string& sessionId) const {
     const std::vector<Row> rows = query(Statements::currentName, {sessionId});
     auto name = rows.empty() ? std::nullopt : text(rows.front(), "name");

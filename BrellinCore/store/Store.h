@@ -20,6 +20,18 @@ struct sqlite3_stmt;
 
 namespace brellin {
 
+/// One session, or watched target, that was ever seen.
+struct StoredSession {
+    std::string sessionId;
+    std::string accountPath;  ///< the account last seen under; for a watched target its label
+    std::optional<std::string> cwd;
+    std::optional<std::int64_t> startedAt;  ///< as first declared; absent for a watched target
+    std::int64_t firstSeen = 0;             ///< milliseconds since the Unix epoch
+    std::int64_t lastSeen = 0;
+
+    friend bool operator==(const StoredSession&, const StoredSession&) = default;
+};
+
 /// One row of the event log.
 struct StoredEvent {
     std::int64_t at = 0;  ///< milliseconds since the Unix epoch
@@ -105,6 +117,9 @@ class Store {
 
     /// Every id that has a row, those of watched targets included.
     std::set<std::string> knownSessionIds() const;
+
+    /// Everything that has a row, what was seen first first.
+    std::vector<StoredSession> sessions() const;
 
     /// The open name window; of several the one that began last.
     std::optional<CurrentName> currentName(const std::string& sessionId) const;

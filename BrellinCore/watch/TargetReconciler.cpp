@@ -14,7 +14,7 @@ constexpr const char* observed = "observed";
 std::vector<std::string> TargetReconciler::reconcile(const TargetVerdict& verdict, std::int64_t now) {
     const std::string key = verdict.target.key();
     const ProcessSnapshot* primary = verdict.primaryOccupant();
-    store_.ensureEntity(key, "watch:" + verdict.target.describe(), now);
+    store_.ensureEntity(key, fmt::format("{}{}", labelPrefix, verdict.target.describe()), now);
     store_.appendObservation(key, primary == nullptr ? 0 : primary->pid,
                              {verdict.state, verdict.method, std::nullopt}, std::nullopt, now);
     if (verdict.state == Liveness::stale) {

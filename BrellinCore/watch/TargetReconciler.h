@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace brellin {
@@ -14,6 +15,9 @@ namespace brellin {
 /// entity under its key; its open window says who holds it.
 class TargetReconciler {
   public:
+    /// What a target's row has before its description in place of an account's path.
+    static constexpr std::string_view labelPrefix = "watch:";
+
     /// The store must outlive this object.
     explicit TargetReconciler(Store& store) : store_(store) {}
 

@@ -8,6 +8,7 @@
 #include <boost/json/serialize.hpp>
 
 #include <algorithm>
+#include <system_error>
 
 namespace brellin {
 
@@ -17,7 +18,12 @@ std::filesystem::path WatchList::file(const std::filesystem::path& directory) {
 
 WatchList::Loaded WatchList::load(const std::filesystem::path& directory) {
     const auto text = FileSystem::readFile(file(directory));
-    return text ? fromDocument(*text) : Loaded();
+    if (text) {
+        return fromDocument(*text);
+    }
+    std::error_code ignored;
+    const auto type = std::filesystem::symlink_status(file(directory), ignored).type();
+    return {.isReadable = type == std::filesystem::file_type::not_found};
 }
 
 WatchList::Loaded WatchList::fromDocument(std::string_view text) {
@@ -25,7 +31,7 @@ WatchList::Loaded WatchList::fromDocument(std::string_view text) {
     const auto* specs = document ? document->if_array() : nullptr;
     if (specs == nullptr ||
         !std::ranges::all_of(*specs, [](const boost::json::value& spec) { return spec.is_string(); })) {
-        return {};
+        return {.isReadable = false};
     }
     Loaded loaded;
     for (const boost::json::value& spec : *specs) {

@@ -48,6 +48,7 @@ struct WatchList {
 struct WatchList::Loaded {
     WatchList list;
     std::size_t skipped = 0;  ///< entries that are no valid spec
+    bool isReadable = true;   ///< false when something is there that is no JSON array of strings
 };
 
 }  // namespace brellin

@@ -1,0 +1,87 @@
+#include "BrellinCLI/History.h"
+
+#include "BrellinCLI/DataDirectory.h"
+#include "BrellinCore/platform/DateText.h"
+#include "BrellinCore/reports/ReportText.h"
+#include "BrellinCore/server/Paths.h"
+#include "BrellinCore/watch/TargetReconciler.h"
+
+#include <fmt/format.h>
+
+#include <string_view>
+
+namespace brellin::cli::History {
+
+namespace {
+
+void appendIdentity(ReportText& text, const StoredSession& session) {
+    std::string_view place = session.accountPath;
+    text.line("{}", session.sessionId);
+    if (place.starts_with(TargetReconciler::labelPrefix)) {
+        place.remove_prefix(TargetReconciler::labelPrefix.size());
+        text.line("  watched : {}", place);
+    } else {
+        text.line("  account : {}", place);
+        text.line("  cwd     : {}", valueOr(session.cwd, unknownWord));
+    }
+    text.line("  seen    : {} to {}", DateText::timestampUTC(session.firstSeen),
+              DateText::timestampUTC(session.lastSeen));
+}
+
+void appendNames(ReportText& text, const std::vector<NameWindow>& windows) {
+    if (!windows.empty()) {
+        text.line("  Names:");
+    }
+    for (const NameWindow& window : windows) {
+        text.line("    {} to {} — {} [{}]", DateText::timestampUTC(window.from),
+                  window.to ? DateText::timestampUTC(*window.to) : "now", window.name,
+                  valueOr(window.ref, "?"));
+    }
+}
+
+void appendEvents(ReportText& text, const std::vector<StoredEvent>& events) {
+    if (!events.empty()) {
+        text.line("  Events:");
+    }
+    for (const StoredEvent& event : events) {
+        text.line("    {} — {} ({}) — {}", DateText::timestampUTC(event.at), event.kind, event.certainty,
+                  valueOr(event.detail, ""));
+    }
+}
+
+}  // namespace
+
+ExitStatus show(const std::string& idPrefix) {
+    const std::filesystem::path database = Paths::database(DataDirectory::path());
+    std::error_code ignored;
+    if (!std::filesystem::exists(database, ignored)) {
+        complain(fmt::format("there is no history yet: {} does not exist (`havrick record` writes it)",
+                             database.string()));
+        return ExitStatus::failure;
+    }
+    ReportText text;
+    std::size_t shown = 0;
+    DataDirectory::withStore([&](const Store& store) {
+        for (const StoredSession& session : store.sessions()) {
+            if (!session.sessionId.starts_with(idPrefix)) {
+                continue;
+            }
+            if (shown++ > 0) {
+                text.emptyLine();
+            }
+            appendIdentity(text, session);
+            appendNames(text, store.nameHistory(session.sessionId));
+            appendEvents(text, store.events(session.sessionId));
+        }
+    });
+    if (shown == 0) {
+        complain(idPrefix.empty()
+                     ? fmt::format("the history {} holds nothing yet", database.string())
+                     : fmt::format("the history holds nothing whose id begins with \"{}\"", idPrefix));
+        return ExitStatus::failure;
+    }
+    print(std::move(text).take());
+    return ExitStatus::success;
+}
+
+}  // namespace brellin::cli::History

@@ -1,0 +1,39 @@
+#include "BrellinCLI/Rounds.h"
+
+#include "BrellinCore/platform/StopRequest.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace brellin::cli {
+
+namespace {
+
+void tellFailureOf(const std::function<void()>& round) {
+    try {
+        round();
+    } catch (const ReaderGone&) {
+        throw;
+    } catch (const NotWorthRetrying&) {
+        throw;
+    } catch (const std::exception& failure) {
+        complain(failure.what());
+    }
+}
+
+}  // namespace
+
+void runRounds(std::optional<double> every, const std::function<void()>& round) {
+    if (!every) {
+        round();
+        return;
+    }
+    constexpr double longestPause = 1e9;  // some thirty years, well within what a clock can count
+    const std::chrono::duration<double> pause(std::min(*every, longestPause));
+    const StopRequest stop;
+    do {
+        tellFailureOf(round);
+    } while (!stop.arrivesWithin(std::chrono::duration_cast<std::chrono::milliseconds>(pause)));
+}
+
+}  // namespace brellin::cli

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "BrellinCLI/Output.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace brellin::cli {
+
+/// `havrick watch`: keeps the watch list in the data directory and looks at its targets.
+///
+/// A list that holds entries which cannot be read is told of, and only written over when `force` is set.
+namespace Watch {
+
+/// Adds targets by their specs. A rejected spec or a duplicate is told and makes the result a failure; the
+/// others are still added.
+ExitStatus add(const std::vector<std::string>& specs, bool force);
+
+/// Removes targets by their keys, likewise.
+ExitStatus remove(const std::vector<std::string>& keys, bool force);
+
+/// Prints each target's key and description.
+ExitStatus list();
+
+/// Probes every target and prints its verdict and occupants, once or every so many seconds. With `record`
+/// what was seen goes into the history first, and each target's events are printed, too.
+void scan(bool record, std::optional<double> every);
+
+}  // namespace Watch
+
+}  // namespace brellin::cli

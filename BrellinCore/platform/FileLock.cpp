@@ -1,0 +1,38 @@
+#include "BrellinCore/platform/FileLock.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace brellin {
+
+FileLock::FileLock(const std::string& path, Contention contention)
+    : file_(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666)) {
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    const int command = contention == Contention::wait ? F_SETLKW : F_SETLK;
+    while (file_.isOpen() && ::fcntl(file_.get(), command, &whole) != 0) {
+        if (errno == EINTR) {
+            continue;
+        }
+        struct flock found = whole;
+        const bool isHeld =
+            (errno == EACCES || errno == EAGAIN) && ::fcntl(file_.get(), F_GETLK, &found) == 0;
+        if (isHeld && found.l_type != F_UNLCK) {
+            holder_ = found.l_pid;
+            return;
+        }
+        // Held by nobody any more: its holder ended between the two questions.
+        if (!isHeld) {
+            throw std::system_error(errno, std::generic_category(), path);
+        }
+    }
+    if (!file_.isOpen()) {
+        throw std::system_error(errno, std::generic_category(), path);
+    }
+}
+
+}  // namespace brellin

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "BrellinCore/platform/Descriptor.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace brellin {
+
+/// Keeps other processes out while this object lives. The system ends the lock with its process, however
+/// that ends, so nothing stale stays behind; the file itself is empty and stays where it is.
+class FileLock {
+  public:
+    /// What to do about another process that has the lock.
+    enum class Contention { refuse, wait };
+
+    /// Locks the file, creating it where missing (not its directory).
+    ///
+    /// @throws std::system_error the file cannot be created or locked for another reason than its holder
+    FileLock(const std::string& path, Contention contention);
+
+    /// The process that had the lock when it was refused; nullopt when this object has it.
+    std::optional<std::int32_t> holder() const { return holder_; }
+
+  private:
+    Descriptor file_;
+    std::optional<std::int32_t> holder_;
+};
+
+}  // namespace brellin

@@ -27,11 +27,9 @@ TEST(AccountScanner, AnEmptyHomeHasTheDefaultAccountAlone) {
     const AccountScan scan = AccountScanner::scan(home.path(), {{"CLAUDE_CONFIG_DIR", ""}});
     ASSERT_EQ(scan.accounts.size(), 1U);
     EXPECT_EQ(scan.accounts[0],
-              (ClaudeAccount{
-                  .path = home / ".claude", .label = "main", .sources = {defaultHome}, .isDefault = true}));
+              (ClaudeAccount{.path = home / ".claude", .label = "main", .sources = {defaultHome}, .isDefault = true}));
     const std::vector<std::string> caveats = {
-        "1 account(s) configured but with no directory on disk (main) — configured, never used.",
-        alwaysLastCaveat};
+        "1 account(s) configured but with no directory on disk (main) — configured, never used.", alwaysLastCaveat};
     EXPECT_EQ(scan.caveats, caveats);
 }
 
@@ -49,10 +47,8 @@ TEST(AccountScanner, MergesSourcesByPathAndSortsByLabel) {
                              " claude'\nalias claude-yolo='claude --yolo'\n"
                              "alias claude-e='CLAUDE_CONFIG_DIR=" +
                              elsewhere / ".claude-work" + " claude'\nalias a-claude='claude -c'\n");
-    home.write(".bashrc",
-               "alias claude-yolo='claude --yolo'\nalias claude-gone='CLAUDE_CONFIG_DIR=/gone/.cfg'\n");
-    const AccountScan scan =
-        AccountScanner::scan(home.path() + "/", {{"CLAUDE_CONFIG_DIR", home / "./.claude//"}});
+    home.write(".bashrc", "alias claude-yolo='claude --yolo'\nalias claude-gone='CLAUDE_CONFIG_DIR=/gone/.cfg'\n");
+    const AccountScan scan = AccountScanner::scan(home.path() + "/", {{"CLAUDE_CONFIG_DIR", home / "./.claude//"}});
 
     std::vector<std::pair<std::string, std::string>> found;
     for (const ClaudeAccount& account : scan.accounts) {
@@ -78,8 +74,7 @@ TEST(AccountScanner, MergesSourcesByPathAndSortsByLabel) {
     const std::vector<std::string> caveats = {
         "3 alias(es) change more than CLAUDE_CONFIG_DIR (a-claude, claude-yolo, claude-yolo) — they are not "
         "treated as standing for an account.",
-        "1 account(s) configured but with no directory on disk (cfg) — configured, never used.",
-        alwaysLastCaveat};
+        "1 account(s) configured but with no directory on disk (cfg) — configured, never used.", alwaysLastCaveat};
     EXPECT_EQ(scan.caveats, caveats);
 }
 
@@ -92,20 +87,8 @@ TEST(AccountScanner, SaysWhenTheHomeCannotBeListed) {
     EXPECT_EQ(scan.accounts[1].label, "dir");
     EXPECT_TRUE(scan.accounts[1].isActiveForThisProcess);
     EXPECT_EQ(scan.caveats[0], "Could not list " + home + " — the account list is incomplete.");
-    EXPECT_EQ(
-        scan.caveats[1],
-        "2 account(s) configured but with no directory on disk (main, dir) — configured, never used.");
-}
-
-TEST(AccountScanner, SourcesSortAndParseByRawValue) {
-    const decltype(ClaudeAccount::sources) all = {orphanDirectory, environment, defaultHome, alias};
-    std::string words;
-    for (const auto source : all) {
-        words.append(rawValue(source)).append(" ");
-        EXPECT_EQ(sourceFromRaw(rawValue(source)), source);
-    }
-    EXPECT_EQ(words, "alias defaultHome environment orphanDirectory ");
-    EXPECT_EQ(sourceFromRaw("Alias"), std::nullopt);
+    EXPECT_EQ(scan.caveats[1],
+              "2 account(s) configured but with no directory on disk (main, dir) — configured, never used.");
 }
 
 TEST(IdentityReader, LooksInTheAccountFirstAndInTheHomeForTheDefaultOne) {

@@ -23,9 +23,7 @@ TEST(AliasParser, ReducesAValueToDirectoryAndOtherWords) {
     };
     for (const auto& [value, configDir, extraFlags] : {
              Case{"'CLAUDE_CONFIG_DIR=~/.claude-work claude'", "~/.claude-work", {}},
-             Case{"'CLAUDE_CONFIG_DIR=~/.claude-work claude --some-flag'",
-                  "~/.claude-work",
-                  {"--some-flag"}},
+             Case{"'CLAUDE_CONFIG_DIR=~/.claude-work claude --some-flag'", "~/.claude-work", {"--some-flag"}},
              Case{"'env CLAUDE_CONFIG_DIR=~/.claude-w claude'", "~/.claude-w", {"env"}},
              Case{"'claude --some-flag'", std::nullopt, {"--some-flag"}},
              Case{"\"CLAUDE_CONFIG_DIR=/opt/cc claude\"", "/opt/cc", {}},
@@ -50,8 +48,7 @@ TEST(AliasParser, ReducesAValueToDirectoryAndOtherWords) {
         EXPECT_EQ(*alias, (ShellAlias{"claude-x", "f:1", configDir, extraFlags})) << value;
         EXPECT_EQ(alias->changesOnlyConfigDir(), configDir.has_value() && extraFlags.empty()) << value;
     }
-    for (const std::string_view line :
-         {"alias claude", "alias =claude", "alias \t =x", "alias ", "", "äöüß"}) {
+    for (const std::string_view line : {"alias claude", "alias =claude", "alias \t =x", "alias ", "", "äöüß"}) {
         EXPECT_EQ(ShellAliases::parse(line, "f:1"), std::nullopt) << line;
     }
     EXPECT_EQ(ShellAliases::parse("ååååååx=claude", "f:1")->name, "x") << "six characters, not six bytes";

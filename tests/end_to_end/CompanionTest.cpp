@@ -36,16 +36,15 @@ class Companion : public testing::Test {
     }
     /// Replaced all at once, so that nobody reads half a file.
     void declare(std::string_view id, std::string_view members, std::int64_t pid) const {
-        const std::string written =
-            home_.write(".claude/sessions/written",
-                        world::singleQuoted(fmt::format("{{{}'sessionId':'{}','pid':{},'startedAt':7}}",
-                                                        members, id, pid)));
+        const std::string written = home_.write(
+            ".claude/sessions/written",
+            world::singleQuoted(fmt::format("{{{}'sessionId':'{}','pid':{},'startedAt':7}}", members, id, pid)));
         std::filesystem::rename(written, home_ / fmt::format(".claude/sessions/{}.json", id));
     }
     /// A recorder in the background: a child of this process that can be killed.
     world::LiveProcess recorder(const std::string& every) const {
-        return world::LiveProcess({"/usr/bin/env", "HOME=" + home_.path(), "HAVRICK_ROOT=" + root_,
-                                   HAVRICK_EXECUTABLE, "record", "--every", every});
+        return world::LiveProcess({"/usr/bin/env", "HOME=" + home_.path(), "HAVRICK_ROOT=" + root_, HAVRICK_EXECUTABLE,
+                                   "record", "--every", every});
     }
     std::string events() const { return world::sql(root_, "SELECT * FROM events ORDER BY id"); }
 };
@@ -63,8 +62,7 @@ std::string changesIn(const std::string& output) {
 
 TEST_F(Companion, TellsWhatAnAgentIsTold) {
     const world::LiveProcess process;
-    declare("abc",
-            fmt::format("'name':'n','messagingSocketPath':'/s','procStart':'{}',", process.procStart()),
+    declare("abc", fmt::format("'name':'n','messagingSocketPath':'/s','procStart':'{}',", process.procStart()),
             process.pid());
     const std::tuple<Words, std::string, std::string> cases[] = {
         {{"now"}, "havrick_now", ""},
@@ -85,19 +83,18 @@ TEST_F(Companion, TellsWhatAnAgentIsTold) {
     const auto now = boost::json::parse(run({"now", "--json"}).output);
     EXPECT_EQ(now, (boost::json::value{
                        {"accountCount", 1},
-                       {"sessions",
-                        boost::json::array{
-                            {{"sessionId", "abc"},
-                             {"pid", process.pid()},
-                             {"accountPath", home_ / ".claude"},
-                             {"startedAt", 7},
-                             {"procStartRaw", process.procStart()},
-                             {"socketPath", "/s"},
-                             {"name", "n"},
-                             {"peerRef", "59c7ba"},
-                             {"peerAddress", "n [59c7ba]"},
-                             {"accountLabel", "main"},
-                             {"verdict", {{"state", "alive"}, {"method", "kill(pid,0) + procStart"}}}}}}}));
+                       {"sessions", boost::json::array{
+                                        {{"sessionId", "abc"},
+                                         {"pid", process.pid()},
+                                         {"accountPath", home_ / ".claude"},
+                                         {"startedAt", 7},
+                                         {"procStartRaw", process.procStart()},
+                                         {"socketPath", "/s"},
+                                         {"name", "n"},
+                                         {"peerRef", "59c7ba"},
+                                         {"peerAddress", "n [59c7ba]"},
+                                         {"accountLabel", "main"},
+                                         {"verdict", {{"state", "alive"}, {"method", "kill(pid,0) + procStart"}}}}}}}));
     const auto accounts = boost::json::parse(run({"accounts", "--json"}).output);
     EXPECT_EQ(accounts.at("accounts").at(0).at("sources"), (boost::json::array{"defaultHome"}));
     EXPECT_EQ(accounts.at("caveats").as_array().size(), 1U);
@@ -120,11 +117,10 @@ TEST_F(Companion, UsageErrorsGoToStandardError) {
     }
     EXPECT_EQ(run({"--version"}).output, "havrick 1.0.2\n");
     EXPECT_EQ(run({"watch", "scan", "--help"}).exitStatus(), 0);
-    EXPECT_EQ(world::runProgram({"/bin/bash", "-c", std::string(HAVRICK_EXECUTABLE) + " --help >/dev/full"})
-                  .exitStatus(),
-              0);
-    const auto full = world::runProgram(
-        {"/bin/bash", "-c", std::string(HAVRICK_EXECUTABLE) + " now >/dev/full"}, environment_);
+    EXPECT_EQ(
+        world::runProgram({"/bin/bash", "-c", std::string(HAVRICK_EXECUTABLE) + " --help >/dev/full"}).exitStatus(), 0);
+    const auto full =
+        world::runProgram({"/bin/bash", "-c", std::string(HAVRICK_EXECUTABLE) + " now >/dev/full"}, environment_);
     EXPECT_EQ(full.exitStatus(), 1);
     EXPECT_EQ(full.errors, "havrick: standard output cannot be written\n");
 }
@@ -132,8 +128,7 @@ TEST_F(Companion, UsageErrorsGoToStandardError) {
 // The history is written by one executable and told by the other.
 TEST_F(Companion, RecordsWhatTheServerTells) {
     const world::LiveProcess process;
-    const std::string alive =
-        fmt::format("'messagingSocketPath':'/s','procStart':'{}',", process.procStart());
+    const std::string alive = fmt::format("'messagingSocketPath':'/s','procStart':'{}',", process.procStart());
     declare("abc-123456", alive + "'name':'old',", process.pid());
     EXPECT_EQ(run({"history"}).exitStatus(), 1);
     EXPECT_FALSE(std::filesystem::exists(root_)) << "asking for a history makes none";
@@ -147,19 +142,17 @@ TEST_F(Companion, RecordsWhatTheServerTells) {
     declare("abc-123456", alive + "'name':'new',", process.pid());
     const std::string renaming = run({"record"}).output;
     EXPECT_EQ(changesIn(renaming), "renamed:new ");
-    EXPECT_EQ(
-        world::callTool(environment_, "havrick_resolve", "old").text,
-        fmt::format("`old` has EXPIRED (valid until {}).\n  The same session now answers to: new [59c7ba]\n"
-                    "  sessionId (stable): abc-123456",
-                    renaming.substr(0, renaming.find(" renamed"))));
+    EXPECT_EQ(world::callTool(environment_, "havrick_resolve", "old").text,
+              fmt::format("`old` has EXPIRED (valid until {}).\n  The same session now answers to: new [59c7ba]\n"
+                          "  sessionId (stable): abc-123456",
+                          renaming.substr(0, renaming.find(" renamed"))));
     std::filesystem::remove_all(home_ / ".claude");
     EXPECT_EQ(changesIn(run({"record"}).output), "undeclared:abc-1234 ");
     const std::string history = run({"history", "abc"}).output;
     EXPECT_EQ(history.substr(0, history.find("  seen ")),
               fmt::format("abc-123456\n  account : {}/.claude\n  cwd     : unknown\n", home_.path()));
     EXPECT_NE(history.find(" to now — new [59c7ba]\n"), std::string::npos) << history;
-    EXPECT_NE(history.find("+0000 — undeclared (observed) — no longer has a registry"), std::string::npos)
-        << history;
+    EXPECT_NE(history.find("+0000 — undeclared (observed) — no longer has a registry"), std::string::npos) << history;
     EXPECT_EQ(run({"history", "zzz"}).exitStatus(), 1);
 }
 
@@ -186,11 +179,10 @@ TEST_F(Companion, KeepsAWatchListAndScansIt) {
     std::filesystem::remove(root_ + "/havrick.db");
     home_.makeDirectory("data/havrick.db");
     const auto unrecorded = run({"watch", "scan", "--record"});
-    EXPECT_EQ(unrecorded.output.substr(unrecorded.output.find('\n')),
-              scanned.output.substr(scanned.output.find('\n')));
+    EXPECT_EQ(unrecorded.output.substr(unrecorded.output.find('\n')), scanned.output.substr(scanned.output.find('\n')));
     EXPECT_EQ(unrecorded.exitStatus(), 1);
-    EXPECT_EQ(unrecorded.errors, "havrick: the history " + root_ +
-                                     "/havrick.db cannot be opened: unable to open database file\n");
+    EXPECT_EQ(unrecorded.errors,
+              "havrick: the history " + root_ + "/havrick.db cannot be opened: unable to open database file\n");
 }
 
 TEST_F(Companion, OneRecorderAtATimeAndItEndsWhenAsked) {
@@ -201,8 +193,8 @@ TEST_F(Companion, OneRecorderAtATimeAndItEndsWhenAsked) {
     }
     const auto second = run({"record"});
     EXPECT_EQ(second.exitStatus(), 1);
-    EXPECT_EQ(second.errors, fmt::format("havrick: a recorder is at work on {} already: process {}\n",
-                                         root_, first.pid()));
+    EXPECT_EQ(second.errors,
+              fmt::format("havrick: a recorder is at work on {} already: process {}\n", root_, first.pid()));
     ::kill(first.pid(), SIGTERM);
     int status = -1;
     ASSERT_EQ(::waitpid(first.pid(), &status, 0), first.pid());
@@ -237,11 +229,10 @@ TEST_F(Companion, LosesNothingHoweverItIsKilled) {
 // HAVRICK_SOAK_SECONDS makes it longer.
 TEST_F(Companion, AllWritersSideBySideKeepTheHistoryWhole) {
     const char* seconds = std::getenv("HAVRICK_SOAK_SECONDS");
-    const auto end = std::chrono::steady_clock::now() +
-                     std::chrono::seconds(seconds == nullptr ? 3 : std::atoi(seconds));
+    const auto end =
+        std::chrono::steady_clock::now() + std::chrono::seconds(seconds == nullptr ? 3 : std::atoi(seconds));
     const world::LiveProcess process;
-    const std::string alive =
-        fmt::format("'messagingSocketPath':'/s','procStart':'{}',", process.procStart());
+    const std::string alive = fmt::format("'messagingSocketPath':'/s','procStart':'{}',", process.procStart());
     declare("abc", alive + "'name':'n',", process.pid());
     EXPECT_EQ(run({"record"}).exitStatus(), 0);
     run({"watch", "add", fmt::format("pid:{}", process.pid()), "cmd:sleep", "port:1"});
@@ -258,8 +249,7 @@ TEST_F(Companion, AllWritersSideBySideKeepTheHistoryWhole) {
     const auto writes = [&](const Words& words) {
         return [=, this] {
             const auto done = run(words);
-            EXPECT_TRUE(done.exitStatus() == 0 ||
-                        done.errors.find("database is locked") != std::string::npos)
+            EXPECT_TRUE(done.exitStatus() == 0 || done.errors.find("database is locked") != std::string::npos)
                 << done.status << done.errors;
         };
     };
@@ -290,8 +280,7 @@ TEST_F(Companion, EndsQuietlyWhenNobodyReadsOn) {
         declare(fmt::format("session-{}", id), "", 0);
     }
     const auto run = world::runProgram(
-        {"/bin/bash", "-c", std::string(HAVRICK_EXECUTABLE) + " now | head -1; echo ${PIPESTATUS[0]}"},
-        environment_);
+        {"/bin/bash", "-c", std::string(HAVRICK_EXECUTABLE) + " now | head -1; echo ${PIPESTATUS[0]}"}, environment_);
     EXPECT_EQ(run.output, "2000 declared sessions across 1 accounts:\n0\n");
     EXPECT_EQ(run.errors, "");
 }

@@ -29,10 +29,9 @@ class HistoryReports : public testing::Test {
 
     /// Declares a session; `members` are JSON with single quotes, each ending in a comma.
     void declare(std::string_view account, std::string_view id, std::string_view members) const {
-        home_.write(
-            fmt::format("{}/sessions/{}.json", account, id),
-            world::singleQuoted(fmt::format("{{{}'sessionId':'{}','pid':{},'startedAt':1772373909123}}",
-                                            members, id, process_.pid())));
+        home_.write(fmt::format("{}/sessions/{}.json", account, id),
+                    world::singleQuoted(fmt::format("{{{}'sessionId':'{}','pid':{},'startedAt':1772373909123}}",
+                                                    members, id, process_.pid())));
     }
     std::string alive() const { return fmt::format("'procStart':'{}',", process_.procStart()); }
 
@@ -64,8 +63,7 @@ TEST_F(HistoryReports, FollowASessionThroughItsNames) {
     const std::string s = refOf("/s");
     const std::string t = refOf("/t");
     constexpr std::int64_t start = 1772373909123;
-    declare(".claude", "abc-1",
-            "'cwd':'/w','name':'one','nameSource':'derived','messagingSocketPath':'/s',");
+    declare(".claude", "abc-1", "'cwd':'/w','name':'one','nameSource':'derived','messagingSocketPath':'/s',");
     declare(".claude", "abc-2", "'name':'other','messagingSocketPath':'/o',");
     record(start);
     declare(".claude", "abc-1", "'cwd':'/w','name':'two','messagingSocketPath':'/s',");
@@ -74,51 +72,46 @@ TEST_F(HistoryReports, FollowASessionThroughItsNames) {
     std::filesystem::remove(home_ / ".claude/sessions/abc-2.json");
     record(start + 120000);
 
-    EXPECT_EQ(
-        ask("havrick_who", "abc"),
-        (ToolResult{
-            fmt::format("three [{1}]\n"
-                        "  sessionId : abc-1\n"
-                        "  account   : {2}/.claude\n"
-                        "  cwd       : /w\n"
-                        "  pid       : {3}\n"
-                        "  started   : 2026-03-01 14:05:09 +0000\n"
-                        "  name      : three (set explicitly)\n"
-                        "  ref       : {1}\n"
-                        "\n"
-                        "  Name history:\n"
-                        "    one [{0}] — until 2026-03-01 14:06:09 +0000\n"
-                        "    two [{0}] — until 2026-03-01 14:07:09 +0000\n"
-                        "    three [{1}] — current\n"
-                        "\n"
-                        "  Events:\n"
-                        "    seen (observed) — first observation · account {2}/.claude\n"
-                        "    renamed (observed) — one → two · ref unchanged ({0}) · source: explicit\n"
-                        "    reincarnated (inferred) — two [{0}] → three [{1}] · a new process; the "
-                        "old address no longer delivers",
-                        s, t, home_.path(), process_.pid()),
-            false}));
+    EXPECT_EQ(ask("havrick_who", "abc"),
+              (ToolResult{fmt::format("three [{1}]\n"
+                                      "  sessionId : abc-1\n"
+                                      "  account   : {2}/.claude\n"
+                                      "  cwd       : /w\n"
+                                      "  pid       : {3}\n"
+                                      "  started   : 2026-03-01 14:05:09 +0000\n"
+                                      "  name      : three (set explicitly)\n"
+                                      "  ref       : {1}\n"
+                                      "\n"
+                                      "  Name history:\n"
+                                      "    one [{0}] — until 2026-03-01 14:06:09 +0000\n"
+                                      "    two [{0}] — until 2026-03-01 14:07:09 +0000\n"
+                                      "    three [{1}] — current\n"
+                                      "\n"
+                                      "  Events:\n"
+                                      "    seen (observed) — first observation · account {2}/.claude\n"
+                                      "    renamed (observed) — one → two · ref unchanged ({0}) · source: explicit\n"
+                                      "    reincarnated (inferred) — two [{0}] → three [{1}] · a new process; the "
+                                      "old address no longer delivers",
+                                      s, t, home_.path(), process_.pid()),
+                          false}));
     std::string address = "three [" + t + "]";
     const auto expired = [&](const std::string& query, std::string_view until) {
-        EXPECT_EQ(ask("havrick_resolve", query),
-                  (ToolResult{fmt::format("`{}` has EXPIRED (valid until {}).\n"
-                                          "  The same session now answers to: {}\n"
-                                          "  sessionId (stable): abc-1",
-                                          query, until, address),
-                              false}));
+        EXPECT_EQ(ask("havrick_resolve", query), (ToolResult{fmt::format("`{}` has EXPIRED (valid until {}).\n"
+                                                                         "  The same session now answers to: {}\n"
+                                                                         "  sessionId (stable): abc-1",
+                                                                         query, until, address),
+                                                             false}));
     };
     expired("one", "2026-03-01 14:06:09 +0000");
     expired(s, "2026-03-01 14:06:09 +0000");
     expired("two", "2026-03-01 14:07:09 +0000");
-    EXPECT_EQ(ask("havrick_resolve", t), (ToolResult{"`" + t + "` currently delivers to three [" + t +
-                                                         "]\n  sessionId: abc-1\n  cwd      : /w",
-                                                     false}));
-    EXPECT_EQ(
-        ask("havrick_resolve", "other"),
-        (ToolResult{
-            "`other` is not the address of any currently declared session and does not appear in known "
-            "history. It may be a session closed before Brellin began observing.",
-            true}))
+    EXPECT_EQ(ask("havrick_resolve", t),
+              (ToolResult{"`" + t + "` currently delivers to three [" + t + "]\n  sessionId: abc-1\n  cwd      : /w",
+                          false}));
+    EXPECT_EQ(ask("havrick_resolve", "other"),
+              (ToolResult{"`other` is not the address of any currently declared session and does not appear in known "
+                          "history. It may be a session closed before Brellin began observing.",
+                          true}))
         << "only declared sessions are searched";
 
     declare(".claude", "abc-1", "");
@@ -130,32 +123,25 @@ TEST_F(HistoryReports, LeaveTheStoreAloneWhenTheyNeedNone) {
     declare(".claude", "abc", "'name':'n',");
     EXPECT_EQ(ask("havrick_resolve", "n").text,
               "`n` currently delivers to abc\n  sessionId: abc\n  cwd      : unknown");
-    EXPECT_EQ(
-        ask("havrick_who", "b"),
-        (ToolResult{
-            "No declared session whose id starts with `b`. A closed session no longer has a registry "
-            "entry — its history stays in the store, but the short address CANNOT be reconstructed (it "
-            "is a function of the PID).",
-            true}));
-    EXPECT_EQ(
-        ask("havrick_send", "b"),
-        (ToolResult{
-            "No declared session whose id starts with `b`.\nIf it was alive and no longer is, its "
-            "registry entry vanished with the process — and the short address CANNOT be reconstructed, "
-            "being a function of the PID.",
-            true}));
-    EXPECT_EQ(
-        ask("havrick_send", "abc"),
-        (ToolResult{
-            "Target n is NOT alive: unknown via kill(pid,0).\n  no procStart baseline — PID recycling "
-            "cannot be ruled out\nA message sent now would not be delivered.",
-            true}));
+    EXPECT_EQ(ask("havrick_who", "b"),
+              (ToolResult{"No declared session whose id starts with `b`. A closed session no longer has a registry "
+                          "entry — its history stays in the store, but the short address CANNOT be reconstructed (it "
+                          "is a function of the PID).",
+                          true}));
+    EXPECT_EQ(ask("havrick_send", "b"),
+              (ToolResult{"No declared session whose id starts with `b`.\nIf it was alive and no longer is, its "
+                          "registry entry vanished with the process — and the short address CANNOT be reconstructed, "
+                          "being a function of the PID.",
+                          true}));
+    EXPECT_EQ(ask("havrick_send", "abc"),
+              (ToolResult{"Target n is NOT alive: unknown via kill(pid,0).\n  no procStart baseline — PID recycling "
+                          "cannot be ruled out\nA message sent now would not be delivered.",
+                          true}));
     declare(".claude", "abc", alive() + "'name':'n',");
-    EXPECT_EQ(
-        ask("havrick_send", "abc"),
-        (ToolResult{"The target is alive but has no name in the registry — so it has no delivery address. "
-                    "sessionId: abc",
-                    true}));
+    EXPECT_EQ(ask("havrick_send", "abc"),
+              (ToolResult{"The target is alive but has no name in the registry — so it has no delivery address. "
+                          "sessionId: abc",
+                          true}));
     EXPECT_FALSE(storeExists());
     EXPECT_TRUE(ask("havrick_resolve", "N").isError);
     EXPECT_TRUE(storeExists());
@@ -177,22 +163,19 @@ TEST_F(HistoryReports, PrepareASendWithinAndAcrossAccounts) {
         "session does not appear there. If delivery fails with \"No agent named\", the cause is the account boundary, "
         "not a wrong address — the address above was just verified.\n\n";
     const ToolResult across = {head + warning + closingRemark, false};
-    EXPECT_EQ(ask("havrick_send", "w"), across)
-        << "no row for the session: the event is refused, the answer stays";
+    EXPECT_EQ(ask("havrick_send", "w"), across) << "no row for the session: the event is refused, the answer stays";
     EXPECT_EQ(world::sql(root_, "SELECT count(*) FROM events"), "0");
     record(1);
     EXPECT_EQ(ask("havrick_send", "w"), across);
     environment_["CLAUDE_CONFIG_DIR"] = "~/.claude-work/";
     EXPECT_EQ(ask("havrick_send", "w"), (ToolResult{head + closingRemark, false}));
-    EXPECT_EQ(
-        world::sql(root_,
-                   "SELECT sessionId, detail, certainty, abs(at - 1000 * strftime('%s')) < 60000 FROM "
-                   "events WHERE kind='send_prepared' ORDER BY id"),
-        fmt::format("w|address resolved: n [{0}] · across an account boundary|observed|1\n"
-                    "w|address resolved: n [{0}]|observed|1",
-                    ref));
-    EXPECT_TRUE(ask("havrick_who", "w")
-                    .text.ends_with("send_prepared (observed) — address resolved: n [" + ref + "]"));
+    EXPECT_EQ(world::sql(root_,
+                         "SELECT sessionId, detail, certainty, abs(at - 1000 * strftime('%s')) < 60000 FROM "
+                         "events WHERE kind='send_prepared' ORDER BY id"),
+              fmt::format("w|address resolved: n [{0}] · across an account boundary|observed|1\n"
+                          "w|address resolved: n [{0}]|observed|1",
+                          ref));
+    EXPECT_TRUE(ask("havrick_who", "w").text.ends_with("send_prepared (observed) — address resolved: n [" + ref + "]"));
 }
 
 TEST_F(HistoryReports, AnswerWithoutAUsableStore) {
@@ -224,13 +207,11 @@ TEST_F(HistoryReports, AnswerWithoutAUsableStore) {
         environment_["HAVRICK_ROOT"] = each.root;
         EXPECT_EQ(ask("havrick_who", "abc"), (ToolResult{identity, false})) << each.root;
         EXPECT_EQ(ask("havrick_send", "abc"), send) << each.root;
-        EXPECT_EQ(
-            ask("havrick_resolve", "n").text,
-            each.opens
-                ? "`n` is not the address of any currently declared session and does not appear in known "
-                  "history. It may be a session closed before Brellin began observing."
-                : "`n` is not the address of any currently declared session, and the history store is "
-                  "unavailable, so it cannot say whether it ever was.")
+        EXPECT_EQ(ask("havrick_resolve", "n").text,
+                  each.opens ? "`n` is not the address of any currently declared session and does not appear in known "
+                               "history. It may be a session closed before Brellin began observing."
+                             : "`n` is not the address of any currently declared session, and the history store is "
+                               "unavailable, so it cannot say whether it ever was.")
             << each.root;
     }
 }

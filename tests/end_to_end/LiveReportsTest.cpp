@@ -34,25 +34,19 @@ TEST(NowReport, ShowsEverySessionOfEveryAccountWithItsVerdict) {
     const auto declare = [&](std::string_view file, std::string json) {
         home.write(file, singleQuoted(std::move(json)));
     };
-    declare(
-        ".claude/sessions/1.json",
-        fmt::format(
-            "{{'sessionId':'0f3c9a2e-alive','pid':{},'startedAt':1,'procStart':'{}','cwd':'/dev/my apps',"
-            "'name':'kio-apps-2e','nameSource':'derived','messagingSocketPath':'/tmp/cc-socks/1.sock',"
-            "'status':'idle'}}",
-            pid, start));
-    declare(
-        ".claude/sessions/2.json",
-        fmt::format(
-            "{{'sessionId':'éééééééé-gone','pid':{},'startedAt':2,'procStart':'{}','name':'no socket'}}",
-            dead, start));
-    declare(".claude-work/sessions/3.json",
-            fmt::format("{{'sessionId':'none','pid':{},'startedAt':0}}", pid));
+    declare(".claude/sessions/1.json",
+            fmt::format("{{'sessionId':'0f3c9a2e-alive','pid':{},'startedAt':1,'procStart':'{}','cwd':'/dev/my apps',"
+                        "'name':'kio-apps-2e','nameSource':'derived','messagingSocketPath':'/tmp/cc-socks/1.sock',"
+                        "'status':'idle'}}",
+                        pid, start));
+    declare(".claude/sessions/2.json",
+            fmt::format("{{'sessionId':'éééééééé-gone','pid':{},'startedAt':2,'procStart':'{}','name':'no socket'}}",
+                        dead, start));
+    declare(".claude-work/sessions/3.json", fmt::format("{{'sessionId':'none','pid':{},'startedAt':0}}", pid));
     declare(".claude-work/sessions/4.json",
-            fmt::format(
-                "{{'sessionId':'recycled-1','pid':{},'startedAt':4,'procStart':'Sat Jan 1 00:00:00 2000',"
-                "'name':'a/b','messagingSocketPath':'/s'}}",
-                pid));
+            fmt::format("{{'sessionId':'recycled-1','pid':{},'startedAt':4,'procStart':'Sat Jan 1 00:00:00 2000',"
+                        "'name':'a/b','messagingSocketPath':'/s'}}",
+                        pid));
     const SessionRecord first{.socketPath = "/tmp/cc-socks/1.sock"};
     const SessionRecord last{.socketPath = "/s"};
     std::string liveStart = start;
@@ -97,9 +91,8 @@ TEST(AccountsReport, ShowsSourcesFlagsIdentitiesAndCaveats) {
     home.write(".claude/x", "");
     home.write(".claude.json", R"({"oauthAccount":{"emailAddress":"me@example.org"}})");
     home.makeDirectory(".claude-b\xFF");
-    home.write(
-        ".zshrc",
-        "alias claude-kio='CLAUDE_CONFIG_DIR=~/.claude-kio claude'\nalias claude-yolo='claude --yolo'\n");
+    home.write(".zshrc",
+               "alias claude-kio='CLAUDE_CONFIG_DIR=~/.claude-kio claude'\nalias claude-yolo='claude --yolo'\n");
     const std::string expected = fmt::format(
         "3 entries:\n"
         "\n"
@@ -119,13 +112,11 @@ TEST(AccountsReport, ShowsSourcesFlagsIdentitiesAndCaveats) {
         "  · 1 account(s) configured but with no directory on disk (kio) — configured, never used.\n"
         "  · A config directory not named `.claude-*` shows up only if $CLAUDE_CONFIG_DIR or a shell alias names it.",
         home.path());
-    EXPECT_EQ(
-        callTool({{"HOME", home.path()}, {"CLAUDE_CONFIG_DIR", home / ".claude-kio"}}, "havrick_accounts"),
-        (ToolResult{expected, false}));
+    EXPECT_EQ(callTool({{"HOME", home.path()}, {"CLAUDE_CONFIG_DIR", home / ".claude-kio"}}, "havrick_accounts"),
+              (ToolResult{expected, false}));
 
     const TemporaryDirectory empty;
-    const auto bare =
-        callTool({{"HOME", empty.path()}, {"CLAUDE_CONFIG_DIR", "~/.claude"}}, "havrick_accounts");
+    const auto bare = callTool({{"HOME", empty.path()}, {"CLAUDE_CONFIG_DIR", "~/.claude"}}, "havrick_accounts");
     EXPECT_EQ(bare.text.substr(0, bare.text.find("    identity")),
               "1 entries:\n\nmain — " + empty.path() +
                   "/.claude  (default, active for the current process, NO DIRECTORY)\n"

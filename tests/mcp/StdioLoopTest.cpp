@@ -78,9 +78,7 @@ const std::string ignored = "[havrick-mcp] line ignored (not JSON, or has no met
 }  // namespace
 
 TEST(StdioLoop, AnswersEachKindOfLineAsItShould) {
-    const auto pong = [](const std::string& id) {
-        return R"({"jsonrpc":"2.0","id":)" + id + R"(,"result":{}})";
-    };
+    const auto pong = [](const std::string& id) { return R"({"jsonrpc":"2.0","id":)" + id + R"(,"result":{}})"; };
     const std::string nested(100000, '[');
     struct Case {
         std::string line;

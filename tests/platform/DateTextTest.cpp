@@ -87,10 +87,8 @@ TEST(DateText, PrintsMillisecondsByFlooringAndNeverFails) {
     EXPECT_EQ(DateText::timestampUTC(1772373909123), "2026-03-01 14:05:09 +0000");
     EXPECT_EQ(DateText::timestampUTC(-62167219200000), "0000-01-01 00:00:00 +0000");
     EXPECT_EQ(DateText::timestampUTC(253402300800000), "10000-01-01 00:00:00 +0000");
-    EXPECT_EQ(DateText::timestampUTC(std::numeric_limits<std::int64_t>::max()),
-              "292278994-08-17 07:12:55 +0000");
-    EXPECT_EQ(DateText::timestampUTC(std::numeric_limits<std::int64_t>::min()),
-              "-292275055-05-16 16:47:04 +0000");
+    EXPECT_EQ(DateText::timestampUTC(std::numeric_limits<std::int64_t>::max()), "292278994-08-17 07:12:55 +0000");
+    EXPECT_EQ(DateText::timestampUTC(std::numeric_limits<std::int64_t>::min()), "-292275055-05-16 16:47:04 +0000");
 }
 
 }  // namespace brellin

@@ -29,8 +29,8 @@ TEST(Json, KeepsNumbersAsTheyAre) {
     }
     std::mt19937_64 random(20260301);
     for (int count = 0; count < 20000; ++count) {
-        const auto digits = std::to_string(random() >> (random() % 60U)) + "." + std::to_string(random()) +
-                            "e" + std::to_string(static_cast<int>(random() % 560U) - 290);
+        const auto digits = std::to_string(random() >> (random() % 60U)) + "." + std::to_string(random()) + "e" +
+                            std::to_string(static_cast<int>(random() % 560U) - 290);
         const auto value = Json::parse(digits);
         ASSERT_TRUE(value) << digits;
         const double exact = std::strtod(digits.c_str(), nullptr);
@@ -40,9 +40,9 @@ TEST(Json, KeepsNumbersAsTheyAre) {
 }
 
 TEST(Json, ReadsMembersByType) {
-    const auto object = *Json::parseObject(
-        R"({"a":1,"a":2,"s":"x","whole":42.0,"half":42.5,"yes":true,"big":9223372036854775808,)"
-        R"("least":-9223372036854775808.0,"tooBig":9.3e18,"null":null})");
+    const auto object =
+        *Json::parseObject(R"({"a":1,"a":2,"s":"x","whole":42.0,"half":42.5,"yes":true,"big":9223372036854775808,)"
+                           R"("least":-9223372036854775808.0,"tooBig":9.3e18,"null":null})");
     EXPECT_EQ(Json::wholeNumberMember(object, "a"), 2) << "the last of duplicates counts";
     EXPECT_EQ(Json::wholeNumberMember(object, "whole"), 42);
     EXPECT_EQ(Json::wholeNumberMember(object, "least"), std::numeric_limits<std::int64_t>::min());

@@ -1,7 +1,5 @@
 #include "BrellinCore/platform/Decimal.h"
 #include "BrellinCore/platform/FilePath.h"
-#include "BrellinCore/platform/Sha256.h"
-#include "BrellinCore/platform/Split.h"
 #include "BrellinCore/platform/Utf8.h"
 #include "tests/world/TemporaryDirectory.h"
 
@@ -40,17 +38,10 @@ TEST(Utf8, CountsAndRepairsWholeCharacters) {
     EXPECT_EQ(Utf8::prefix("ab", 3), "ab");
     EXPECT_EQ(Utf8::prefix("ab", 0), "");
     EXPECT_EQ(Utf8::repaired("a\xFFz\xE2\x82"), "a\uFFFDz\uFFFD");
-    for (const std::string_view broken :
-         {"\xC0\xAF", "\xED\xA0\x80", "\xF5\x80\x80\x80", "\x80", "\xE2\x82"}) {
+    for (const std::string_view broken : {"\xC0\xAF", "\xED\xA0\x80", "\xF5\x80\x80\x80", "\x80", "\xE2\x82"}) {
         EXPECT_FALSE(Utf8::isValid(broken));
         EXPECT_TRUE(Utf8::isValid(Utf8::repaired(broken)));
     }
-}
-
-TEST(Split, DropsEmptyPieces) {
-    EXPECT_EQ(joinWithSpaces(splitDroppingEmpty("  a \t b  ", " ")), "a \t b");
-    EXPECT_EQ(joinWithSpaces(splitDroppingEmpty("  a \t b  ", " \t")), "a b");
-    EXPECT_TRUE(splitDroppingEmpty("   ", " ").empty());
 }
 
 TEST(FilePath, NormalizesToOneSpelling) {
@@ -70,20 +61,6 @@ TEST(FilePath, NormalizesToOneSpelling) {
     for (const auto& [path, normalized] : cases) {
         EXPECT_EQ(FilePath::normalize(path), normalized) << path;
     }
-}
-
-TEST(FilePath, LastComponentIgnoresSlashesAtTheEnd) {
-    EXPECT_EQ(FilePath::lastComponent("/usr/bin/claude//"), "claude");
-    EXPECT_EQ(FilePath::lastComponent("claude"), "claude");
-    EXPECT_EQ(FilePath::lastComponent("/"), "/");
-    EXPECT_EQ(FilePath::lastComponent(""), "");
-}
-
-TEST(Sha256, MatchesThePublishedVector) {
-    const auto digest = sha256("abc");
-    EXPECT_EQ(digest[0], 0xBA);
-    EXPECT_EQ(digest[1], 0x78);
-    EXPECT_EQ(digest[31], 0xAD);
 }
 
 }  // namespace brellin

@@ -25,12 +25,11 @@ TEST(MCPServer, ListsFiveToolsWithTheirSchemas) {
     }
     const std::string bare = R"({"type":"object","properties":{}})";
     const auto one = [](const std::string& name) {
-        return R"({"type":"object","properties":{")" + name +
-               R"(":{"type":"string","description":""}},"required":[")" + name + R"("]})";
+        return R"({"type":"object","properties":{")" + name + R"(":{"type":"string","description":""}},"required":[")" +
+               name + R"("]})";
     };
-    EXPECT_EQ(schemas, "havrick_now " + bare + "\nhavrick_accounts " + bare + "\nhavrick_who " +
-                           one("sessionId") + "\nhavrick_send " + one("sessionId") + "\nhavrick_resolve " +
-                           one("query") + "\n");
+    EXPECT_EQ(schemas, "havrick_now " + bare + "\nhavrick_accounts " + bare + "\nhavrick_who " + one("sessionId") +
+                           "\nhavrick_send " + one("sessionId") + "\nhavrick_resolve " + one("query") + "\n");
 }
 
 TEST(MCPServer, RefusesCallsItCannotAnswer) {

@@ -16,11 +16,7 @@ using world::TemporaryDirectory;
 
 SessionRecord session(const std::string& id, std::optional<std::string> name = std::nullopt,
                       std::optional<std::string> socket = std::nullopt) {
-    return {.sessionId = id,
-            .pid = 0,
-            .accountPath = "/a",
-            .socketPath = std::move(socket),
-            .name = std::move(name)};
+    return {.sessionId = id, .pid = 0, .accountPath = "/a", .socketPath = std::move(socket), .name = std::move(name)};
 }
 
 }  // namespace
@@ -81,11 +77,11 @@ TEST(Reconciler, StoresTheVerdictOfEachProcess) {
         record.procStartRaw = std::move(start);
         return record;
     };
-    EXPECT_EQ(Reconciler(store).reconcile(
-                  {declared(process.pid(), process.procStart()), declared(process.pid(), std::nullopt),
-                   declared(world::deadPid(), std::nullopt)},
-                  {}, 1),
-              (Changes{"seen:same", "seen:same", "seen:same"}))
+    EXPECT_EQ(
+        Reconciler(store).reconcile({declared(process.pid(), process.procStart()),
+                                     declared(process.pid(), std::nullopt), declared(world::deadPid(), std::nullopt)},
+                                    {}, 1),
+        (Changes{"seen:same", "seen:same", "seen:same"}))
         << "what was known when the call began decides";
     EXPECT_EQ(sql(root.path(), "SELECT liveness, livenessMethod FROM observations ORDER BY id"),
               "alive|kill(pid,0) + procStart\nunknown|kill(pid,0)\nstale|kill(pid,0)");
@@ -99,8 +95,7 @@ TEST(Reconciler, EndsAtTheFirstFailureAndKeepsWhatWasWritten) {
         "CREATE TRIGGER refuse BEFORE INSERT ON events WHEN NEW.kind='renamed' "
         "BEGIN SELECT RAISE(ABORT, 'refused'); END");
     EXPECT_THROW(Reconciler(store).reconcile({session("a", "two"), session("c")}, {}, 2), StoreError);
-    EXPECT_EQ(sql(root.path(), "SELECT name, validTo FROM names"), "one|2")
-        << "closed, without a successor";
+    EXPECT_EQ(sql(root.path(), "SELECT name, validTo FROM names"), "one|2") << "closed, without a successor";
     EXPECT_EQ(store.knownSessionIds(), (std::set<std::string>{"a", "b"}));
 }
 

@@ -50,10 +50,9 @@ TEST(Store, CreatesItsSchemaOnceAndKeepsIt) {
               "trigger|events_are_append_only|events\ntrigger|events_are_not_deletable|events\nwal");
     EXPECT_EQ(sql(root, "SELECT sql FROM sqlite_master"), schema);
     EXPECT_EQ(sql(root, "SELECT count(*) FROM sessions"), "1");
-    EXPECT_EQ(
-        sql(root, "SELECT name,type,\"notnull\",dflt_value,pk FROM pragma_table_info('events')"),
-        "id|INTEGER|0|-|1\nsessionId|TEXT|1|-|0\nat|INTEGER|1|-|0\nkind|TEXT|1|-|0\ndetail|TEXT|0|-|0\n"
-        "certainty|TEXT|1|'observed'|0");
+    EXPECT_EQ(sql(root, "SELECT name,type,\"notnull\",dflt_value,pk FROM pragma_table_info('events')"),
+              "id|INTEGER|0|-|1\nsessionId|TEXT|1|-|0\nat|INTEGER|1|-|0\nkind|TEXT|1|-|0\ndetail|TEXT|0|-|0\n"
+              "certainty|TEXT|1|'observed'|0");
 }
 
 TEST(Store, RefreshesAccountsSessionsAndEntities) {
@@ -87,9 +86,8 @@ TEST(Store, KeepsNameWindows) {
     EXPECT_EQ(store.currentName("s"), (CurrentName{"late", "ref"}));
     store.closeName("s", 30);
     store.openName("s", "now", std::nullopt, "é", 30);
-    const std::vector<NameWindow> windows = {{"early \"'; --", std::nullopt, 10, 30},
-                                             {"late", "ref", 20, 30},
-                                             {"now", std::nullopt, 30, std::nullopt}};
+    const std::vector<NameWindow> windows = {
+        {"early \"'; --", std::nullopt, 10, 30}, {"late", "ref", 20, 30}, {"now", std::nullopt, 30, std::nullopt}};
     EXPECT_EQ(store.nameHistory("s"), windows);
     EXPECT_EQ(sql(root.path(), "SELECT source FROM names ORDER BY id"), "derived\n-\né");
 }
@@ -111,8 +109,7 @@ TEST(Store, EventsAndObservationsAreAddedAndNothingElse) {
 
     EXPECT_EQ(failureOf([&] { store.appendEvent("t", "k", "d", "observed", 1); }),
               "step(\"FOREIGN KEY constraint failed\")");
-    EXPECT_EQ(failureOf([&] { store.openName("t", "n", "r", "s", 1); }),
-              "step(\"FOREIGN KEY constraint failed\")");
+    EXPECT_EQ(failureOf([&] { store.openName("t", "n", "r", "s", 1); }), "step(\"FOREIGN KEY constraint failed\")");
     EXPECT_EQ(failureOf([&] { store.rawExecForTesting("UPDATE events SET kind='x'"); }),
               "step(\"events e append-only: adaugă o înregistrare nouă, nu rescrie\")");
     EXPECT_EQ(failureOf([&] { store.rawExecForTesting("DELETE FROM events"); }),
@@ -127,8 +124,7 @@ TEST(Store, AMissingTableIsFoundByWritesAndHiddenByReads) {
     EXPECT_EQ(failureOf([&] { store.closeName("s", 1); }), "prepare(\"no such table: names\")");
     EXPECT_EQ(store.currentName("s"), std::nullopt);
     EXPECT_TRUE(store.nameHistory("s").empty());
-    EXPECT_EQ(failureOf([&] { store.rawExecForTesting("nonsense"); }),
-              "step(\"near \\\"nonsense\\\": syntax error\")");
+    EXPECT_EQ(failureOf([&] { store.rawExecForTesting("nonsense"); }), "step(\"near \\\"nonsense\\\": syntax error\")");
 }
 
 TEST(Store, SaysWhatIsWrongWithThePlaceItStandsIn) {
@@ -138,11 +134,9 @@ TEST(Store, SaysWhatIsWrongWithThePlaceItStandsIn) {
     home.write("garbage/havrick.db", std::string(5000, 'x'));
     EXPECT_EQ(failureOf([&] { const Store store(file); }), "filesystem error");
     EXPECT_EQ(failureOf([&] { const Store store(file + "/below"); }), "filesystem error");
-    EXPECT_EQ(failureOf([&] { const Store store(home / "taken"); }),
-              "open(\"unable to open database file\")");
+    EXPECT_EQ(failureOf([&] { const Store store(home / "taken"); }), "open(\"unable to open database file\")");
     Store garbage(home / "garbage");
-    EXPECT_EQ(failureOf([&] { garbage.upsertSession(session("s"), 1); }),
-              "prepare(\"file is not a database\")");
+    EXPECT_EQ(failureOf([&] { garbage.upsertSession(session("s"), 1); }), "prepare(\"file is not a database\")");
     EXPECT_TRUE(garbage.knownSessionIds().empty());
     EXPECT_EQ(world::contentOf(home / "garbage/havrick.db"), std::string(5000, 'x'));
 }

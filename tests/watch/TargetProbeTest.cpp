@@ -19,8 +19,7 @@ namespace {
 using Snapshots = std::vector<ProcessSnapshot>;
 
 const TargetProbe::Enumerators theSystem = {TargetProbe::psSnapshot, TargetProbe::lsofPort,
-                                            LivenessProbe::processExists,
-                                            LivenessProbe::processStartUTCString};
+                                            LivenessProbe::processExists, LivenessProbe::processStartUTCString};
 
 TargetVerdict probeTheSystem(const WatchTarget& target) {
     return TargetProbe::verdict(target, theSystem);
@@ -46,95 +45,62 @@ struct Listener {
 
 }  // namespace
 
+/// A verdict on one line: state, method, occupants, diagnostic.
+std::string summary(const TargetVerdict& verdict) {
+    std::string text = fmt::format("{} {}", rawValue(verdict.state), verdict.method);
+    for (const ProcessSnapshot& occupant : verdict.occupants) {
+        text += fmt::format(" [{} {}]", occupant.occupantRef(), occupant.command);
+    }
+    return text + (verdict.diagnostic ? " · " + *verdict.diagnostic : "");
+}
+
 TEST(TargetProbe, DecidesFromWhatTheEnumeratorsSay) {
-    const Snapshots table = {
-        {30, "node a.js", "s"}, {12, "node b.js", {}}, {20, "vim", {}}, {12, "node c.js", {}}};
-    const Snapshots nodes = {{12, "node b.js", {}}, {12, "node c.js", {}}, {30, "node a.js", "s"}};
+    const Snapshots table = {{30, "node a.js", "s"}, {12, "node b.js", {}}, {20, "vim", {}}, {12, "node c.js", {}}};
+    const Snapshots two = {{9, "x", {}}, {8, "", {}}};
     const std::string start = "Mon Nov 3 09:05:07 2026";
     struct Case {
         WatchTarget target;
         std::optional<Snapshots> seen;  ///< the process table and the listeners
         bool exists;
         std::optional<std::string> start;
-        TargetVerdict verdict;
+        std::string verdict;
     };
     const auto node = WatchTarget::command("node");
     const auto port = WatchTarget::port(80);
     const auto bare = WatchTarget::pid(7);
     const auto declared = WatchTarget::pid(7, start);
     const Case cases[] = {
-        {node, table, false, {}, {node, Liveness::alive, "ps", {}, nodes}},
-        {node,
-         Snapshots{},
-         false,
-         {},
-         {node, Liveness::stale, "ps", "no process whose argv contains “node”", {}}},
-        {node,
-         {},
-         false,
-         {},
-         {node,
-          Liveness::unknown,
-          "ps",
-          "ps could not be enumerated — the command’s presence cannot be decided",
-          {}}},
-        {port,
-         Snapshots{{9, "x", {}}, {8, "", {}}},
-         false,
-         {},
-         {port, Liveness::alive, "lsof", {}, {{8, "", {}}, {9, "x", {}}}}},
-        {port,
-         Snapshots{},
-         false,
-         {},
-         {port, Liveness::stale, "lsof", "nobody is listening on port 80", {}}},
-        {port,
-         {},
-         false,
-         {},
-         {port,
-          Liveness::unknown,
-          "lsof",
-          "lsof could not run — the port’s occupant cannot be decided",
-          {}}},
+        {node, table, false, {}, "alive ps [12@? node b.js] [12@? node c.js] [30@s node a.js]"},
+        {node, Snapshots{}, false, {}, "stale ps · no process whose argv contains “node”"},
+        {node, {}, false, {}, "unknown ps · ps could not be enumerated — the command’s presence cannot be decided"},
+        {port, two, false, {}, "alive lsof [8@? ] [9@? x]"},
+        {port, Snapshots{}, false, {}, "stale lsof · nobody is listening on port 80"},
+        {port, {}, false, {}, "unknown lsof · lsof could not run — the port’s occupant cannot be decided"},
         {bare,
          {},
          true,
          start,
-         {bare,
-          Liveness::unknown,
-          "kill(pid,0)",
-          "no procStart baseline — PID recycling cannot be ruled out",
-          {{7, "pid 7", start}}}},
-        {declared,
-         {},
-         true,
-         start,
-         {declared, Liveness::alive, "kill(pid,0) + procStart", {}, {{7, "pid 7", start}}}},
+         "unknown kill(pid,0) [7@" + start +
+             " pid 7] · no procStart baseline — PID recycling "
+             "cannot be ruled out"},
+        {declared, {}, true, start, "alive kill(pid,0) + procStart [7@" + start + " pid 7]"},
         {declared,
          {},
          true,
          {},
-         {declared,
-          Liveness::unknown,
-          "kill(pid,0)",
-          "procStart unavailable (ps unreadable) — PID recycling cannot be ruled out",
-          {{7, "pid 7", start}}}},
-        {declared,
-         {},
-         false,
-         start,
-         {declared, Liveness::stale, "kill(pid,0)", "no process with PID 7", {}}},
+         "unknown kill(pid,0) [7@" + start +
+             " pid 7] · procStart unavailable (ps unreadable) "
+             "— PID recycling cannot be ruled out"},
+        {declared, {}, false, start, "stale kill(pid,0) · no process with PID 7"},
     };
     for (const Case& each : cases) {
+        const auto seen = [&] { return each.seen; };
         const auto verdict = TargetProbe::verdict(
-            each.target,
-            {[&] { return each.seen; }, [&](std::uint16_t) { return each.seen; },
-             [&](std::int32_t) { return each.exists; }, [&](std::int32_t) { return each.start; }});
-        EXPECT_EQ(verdict, each.verdict) << each.target.key() << " " << verdict.diagnostic.value_or("-");
+            each.target, {seen, [&](std::uint16_t) { return each.seen; }, [&](std::int32_t) { return each.exists; },
+                          [&](std::int32_t) { return each.start; }});
+        EXPECT_EQ(verdict.target, each.target);
+        EXPECT_EQ(summary(verdict), each.verdict);
     }
-    EXPECT_EQ(nodes[0].occupantRef(), "12@?");
-    EXPECT_EQ(nodes[2].occupantRef(), "30@s");
 }
 
 TEST(TargetProbe, ReadsPsAndLsof) {
@@ -143,8 +109,7 @@ TEST(TargetProbe, ReadsPsAndLsof) {
                                                "13 Mon Nov 3 09:05:07 2026\n\n"
                                                "99999999999 Mon Nov 3 09:05:07 2026 too large\n"
                                                "-1\tMon Nov 3 09:05:07 2026 [k]"),
-              (Snapshots{{12, "node a.js -x", "Mon Nov 3 09:05:07 2026"},
-                         {-1, "[k]", "Mon Nov 3 09:05:07 2026"}}));
+              (Snapshots{{12, "node a.js -x", "Mon Nov 3 09:05:07 2026"}, {-1, "[k]", "Mon Nov 3 09:05:07 2026"}}));
     EXPECT_EQ(TargetProbe::listenersInLsofOutput("cearly\np100\ncabc\np101\nc\np\ncxyz\np100\nf4\ncabd\n"),
               (Snapshots{{100, "abd", {}}, {101, "", {}}}));
 }
@@ -195,8 +160,7 @@ TEST(TargetHistory, TellsWhoHeldARealPort) {
     EXPECT_EQ(last.verdict.state, Liveness::stale);
     const std::string key = target.key().substr(5);
     const std::vector<StoredEvent> events = {
-        {1, "occupied", fmt::format("port {}: held by {} [{}]", key, first.command, first.occupantRef()),
-         "observed"},
+        {1, "occupied", fmt::format("port {}: held by {} [{}]", key, first.command, first.occupantRef()), "observed"},
         {3, "reoccupied",
          fmt::format("port {}: {} [{}] → {} [{}] · a new process, not who it was", key, first.command,
                      first.occupantRef(), second.command, second.occupantRef()),
@@ -212,8 +176,7 @@ TEST(TargetHistory, FollowsATargetThroughItsLife) {
     Store store(root.path());
     const WatchTarget target = WatchTarget::command("x");
     const auto held = [&](std::int32_t pid, std::optional<std::string> start) {
-        return TargetVerdict{
-            target, Liveness::alive, "ps", {}, {{pid, "x y", std::move(start)}, {99, "x", {}}}};
+        return TargetVerdict{target, Liveness::alive, "ps", {}, {{pid, "x y", std::move(start)}, {99, "x", {}}}};
     };
     const TargetVerdict nobody{target, Liveness::stale, "ps", "gone", {}};
     const TargetVerdict undecided{target, Liveness::unknown, "ps", "?", {{7, "pid 7", {}}}};
@@ -237,9 +200,7 @@ TEST(TargetScanner, GivesEveryVerdictWhenNothingCanBeWritten) {
     const world::TemporaryDirectory root;
     Store store(root.path());
     const std::vector<WatchTarget> targets = {WatchTarget::pid(1), WatchTarget::port(1)};
-    const auto probe = [](const WatchTarget& target) {
-        return TargetVerdict{target, Liveness::stale, "m", "d", {}};
-    };
+    const auto probe = [](const WatchTarget& target) { return TargetVerdict{target, Liveness::stale, "m", "d", {}}; };
     for (const auto& outcome : {TargetScanner::scan(targets, nullptr, true, 1, probe),
                                 TargetScanner::scan(targets, &store, false, 1, probe)}) {
         EXPECT_EQ(outcome.results.at(1), (TargetScanResult{probe(targets[1]), std::nullopt}));
@@ -256,8 +217,7 @@ TEST(TargetScanner, GivesEveryVerdictWhenNothingCanBeWritten) {
     const auto outcome = TargetScanner::scan(targets, &store, true, 2, probe);
     EXPECT_EQ(outcome.writeError, "history could not be written: step(\"no \\\"sessions\\\"\")");
     EXPECT_EQ(outcome.results.at(0).events, std::vector<StoredEvent>());
-    EXPECT_EQ(outcome.results.at(1).events,
-              (std::vector<StoredEvent>{{1, "old", std::nullopt, "observed"}}));
+    EXPECT_EQ(outcome.results.at(1).events, (std::vector<StoredEvent>{{1, "old", std::nullopt, "observed"}}));
     EXPECT_EQ(outcome.results.at(1).verdict, probe(targets[1]));
 }
 

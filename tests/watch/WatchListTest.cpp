@@ -30,12 +30,11 @@ TEST(WatchTarget, ParsesSpecsIntoTheirNormalForm) {
         EXPECT_EQ(target->key(), texts.first);
         EXPECT_EQ(target->describe(), texts.second);
         EXPECT_EQ(WatchTarget::fromSpec(target->key()), target) << "a key is a spec";
-        EXPECT_EQ(std::hash<WatchTarget>()(*WatchTarget::fromSpec(target->key())),
-                  std::hash<WatchTarget>()(*target));
+        EXPECT_EQ(std::hash<WatchTarget>()(*WatchTarget::fromSpec(target->key())), std::hash<WatchTarget>()(*target));
     }
     for (const std::string_view spec :
-         {"", ":", "::", "pid", "pid:", ":pid:", "pid: 7", "pid:7 ", "PID:7", " pid:7", "pid:2147483648",
-          "pid:1.0", "pid::7", "port:70000", "port:-1", "port:http", "cmd:", "7", "file:/x"}) {
+         {"", ":", "::", "pid", "pid:", ":pid:", "pid: 7", "pid:7 ", "PID:7", " pid:7", "pid:2147483648", "pid:1.0",
+          "pid::7", "port:70000", "port:-1", "port:http", "cmd:", "7", "file:/x"}) {
         EXPECT_EQ(WatchTarget::fromSpec(spec), std::nullopt) << spec;
     }
 }

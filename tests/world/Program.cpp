@@ -20,8 +20,7 @@ void redirect(int descriptor, const std::string& path, int flags) {
     ::close(file);
 }
 
-[[noreturn]] void execute(const std::vector<std::string>& command,
-                          const std::vector<std::string>& variables) {
+[[noreturn]] void execute(const std::vector<std::string>& command, const std::vector<std::string>& variables) {
     std::vector<char*> arguments;
     std::vector<char*> environment;
     for (const std::string& word : command) {
@@ -42,8 +41,7 @@ int ProgramRun::exitStatus() const {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-ProgramRun runProgram(const std::vector<std::string>& command, const Environment& environment,
-                      std::string_view input) {
+ProgramRun runProgram(const std::vector<std::string>& command, const Environment& environment, std::string_view input) {
     // Files instead of pipes: nobody has to read while someone else writes.
     const TemporaryDirectory files;
     files.write("input", input);
@@ -77,8 +75,7 @@ LiveProcess::~LiveProcess() {
 }
 
 std::string LiveProcess::procStart() const {
-    std::string start =
-        runProgram({"/bin/ps", "-o", "lstart=", "-p", std::to_string(pid_)}, {{"TZ", "UTC"}}).output;
+    std::string start = runProgram({"/bin/ps", "-o", "lstart=", "-p", std::to_string(pid_)}, {{"TZ", "UTC"}}).output;
     start.erase(start.find_last_not_of(" \n") + 1);
     return start;
 }

@@ -21,8 +21,7 @@ namespace brellin::world {
 
 namespace json = boost::json;
 
-std::vector<json::value> ask(const Environment& environment,
-                             std::initializer_list<std::string_view> lines) {
+std::vector<json::value> ask(const Environment& environment, std::initializer_list<std::string_view> lines) {
     std::string input;
     for (const std::string_view line : lines) {
         input.append(line).append("\n");

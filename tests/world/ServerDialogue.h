@@ -21,8 +21,7 @@ void PrintTo(const ToolResult& result, std::ostream* stream);
 namespace brellin::world {
 
 /// The replies of one run of the real server to these lines, each parsed.
-std::vector<boost::json::value> ask(const Environment& environment,
-                                    std::initializer_list<std::string_view> lines);
+std::vector<boost::json::value> ask(const Environment& environment, std::initializer_list<std::string_view> lines);
 
 /// The answer of one tool of the real server. `argument` goes in as the tool's own argument.
 ToolResult callTool(const Environment& environment, std::string_view tool, std::string_view argument = {});

@@ -10,6 +10,7 @@
 #include <boost/json/serialize.hpp>
 
 #include <optional>
+#include <utility>
 
 namespace brellin::cli::AgentAnswers {
 

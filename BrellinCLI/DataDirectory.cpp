@@ -7,28 +7,44 @@
 #include <fmt/format.h>
 
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
+#include <utility>
 
-namespace brellin::cli::DataDirectory {
+namespace brellin::cli {
+
+namespace DataDirectory {
+
+namespace {
+
+void openStore(std::string_view purpose, const std::function<void(Store&)>& work) {
+    const std::filesystem::path root = path();
+    try {
+        Store store(root);
+        work(store);
+    } catch (const StoreError& error) {
+        throw std::runtime_error(
+            fmt::format("the history {} cannot be {}: {}", Paths::database(root).string(),
+                        error.kind() == StoreError::Case::open ? "opened" : purpose, error.message()));
+    } catch (const std::filesystem::filesystem_error& error) {
+        throw std::runtime_error(fmt::format("the data directory {} cannot be created: {}", root.string(),
+                                             error.code().message()));
+    }
+}
+
+}  // namespace
 
 std::filesystem::path path() {
     return Paths::root(processEnvironment());
 }
 
 void withStore(const std::function<void(Store&)>& work) {
-    const std::filesystem::path root = path();
-    const std::string database = Paths::database(root).string();
-    try {
-        Store store(root);
-        work(store);
-    } catch (const StoreError& error) {
-        const bool opened = error.kind() != StoreError::Case::open;
-        throw std::runtime_error(fmt::format("the history {} cannot be {}: {}", database,
-                                             opened ? "written" : "opened", error.message()));
-    } catch (const std::filesystem::filesystem_error& error) {
-        throw std::runtime_error(fmt::format("the data directory {} cannot be created: {}", root.string(),
-                                             error.code().message()));
-    }
+    const FileLock turn = lock("writer.lock", FileLock::Contention::wait);
+    openStore("written", work);
+}
+
+void readStore(const std::function<void(const Store&)>& work) {
+    openStore("read", work);
 }
 
 FileLock lock(const std::string& name, FileLock::Contention contention) {
@@ -42,13 +58,19 @@ FileLock lock(const std::string& name, FileLock::Contention contention) {
     }
 }
 
-FileLock lockForJob(const std::string& name, const std::string& job) {
-    FileLock taken = lock(name, FileLock::Contention::refuse);
-    if (taken.holder()) {
-        throw NotWorthRetrying(
-            fmt::format("{} is at work on {} already: process {}", job, path().string(), *taken.holder()));
+}  // namespace DataDirectory
+
+void JobLock::acquire() {
+    if (lock_ && lock_->isInPlace()) {
+        return;
     }
-    return taken;
+    lock_.reset();
+    FileLock taken = DataDirectory::lock(name_, FileLock::Contention::refuse);
+    if (taken.holder()) {
+        throw NotWorthRetrying(fmt::format("{} is at work on {} already: process {}", job_,
+                                           DataDirectory::path().string(), *taken.holder()));
+    }
+    lock_.emplace(std::move(taken));
 }
 
-}  // namespace brellin::cli::DataDirectory
+}  // namespace brellin::cli

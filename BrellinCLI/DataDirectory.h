@@ -5,7 +5,9 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace brellin::cli {
 
@@ -16,19 +18,34 @@ namespace DataDirectory {
 /// Where it is, whether or not it exists.
 std::filesystem::path path();
 
-/// Opens the history for the length of the work, creating it where missing.
+/// Opens the history for the length of some writing, creating it where missing. The companion's writers
+/// wait here for each other: the store waits for nobody, so each would make the other's rounds fail.
 void withStore(const std::function<void(Store&)>& work);
 
-/// Takes the lock of that name in the directory, which is created where missing. A lock ends with its
-/// process.
+/// Opens the history for the length of some reading.
+void readStore(const std::function<void(const Store&)>& work);
+
+/// Takes the lock of that name in the directory, which is created where missing.
 FileLock lock(const std::string& name, FileLock::Contention contention);
 
-/// Takes the lock of a job that must not be done twice at once.
-///
-/// @param job as the refusal calls it, "a recorder"
-/// @throws NotWorthRetrying naming the process that does the job already
-FileLock lockForJob(const std::string& name, const std::string& job);
-
 }  // namespace DataDirectory
+
+/// The lock of a job that must not be done twice at once on a data directory.
+class JobLock {
+  public:
+    /// @param name the lock's file
+    /// @param job  as the refusal calls it, "a recorder"
+    JobLock(std::string name, std::string job) : name_(std::move(name)), job_(std::move(job)) {}
+
+    /// Takes the lock, or takes it anew when its file has been deleted; nothing when it is held.
+    ///
+    /// @throws NotWorthRetrying naming the process that does the job already
+    void acquire();
+
+  private:
+    std::string name_;
+    std::string job_;
+    std::optional<FileLock> lock_;
+};
 
 }  // namespace brellin::cli

@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include <string_view>
+#include <utility>
 
 namespace brellin::cli::History {
 
@@ -53,15 +54,17 @@ void appendEvents(ReportText& text, const std::vector<StoredEvent>& events) {
 
 ExitStatus show(const std::string& idPrefix) {
     const std::filesystem::path database = Paths::database(DataDirectory::path());
-    std::error_code ignored;
-    if (!std::filesystem::exists(database, ignored)) {
-        complain(fmt::format("there is no history yet: {} does not exist (`havrick record` writes it)",
-                             database.string()));
+    std::error_code error;
+    if (!std::filesystem::exists(database, error)) {
+        complain(
+            error ? fmt::format("the history {} cannot be read: {}", database.string(), error.message())
+                  : fmt::format("there is no history yet: {} does not exist (`havrick record` writes it)",
+                                database.string()));
         return ExitStatus::failure;
     }
     ReportText text;
     std::size_t shown = 0;
-    DataDirectory::withStore([&](const Store& store) {
+    DataDirectory::readStore([&](const Store& store) {
         for (const StoredSession& session : store.sessions()) {
             if (!session.sessionId.starts_with(idPrefix)) {
                 continue;

@@ -1,6 +1,7 @@
 #include "BrellinCLI/Output.h"
 
 #include "BrellinCore/platform/StandardOutput.h"
+#include "BrellinCore/platform/Utf8.h"
 
 #include <fmt/format.h>
 
@@ -28,16 +29,6 @@ bool wantsColour() {
            std::string_view(terminal) != "dumb";
 }
 
-std::string withControlsVisible(std::string_view line) {
-    std::string visible;
-    for (const char character : line) {
-        const auto code = static_cast<unsigned char>(character);
-        const bool isControl = (code < 0x20 && character != '\t') || code == 0x7F;
-        isControl ? visible += "\uFFFD" : visible += character;
-    }
-    return visible;
-}
-
 std::string withColour(std::string line) {
     for (const auto& [sign, colour] : signColours) {
         if (line.starts_with(sign)) {
@@ -52,7 +43,7 @@ std::string forTerminal(std::string_view text) {
     std::string result;
     for (std::size_t start = 0; start <= text.size();) {
         const std::size_t end = std::min(text.find('\n', start), text.size());
-        std::string line = withControlsVisible(text.substr(start, end - start));
+        std::string line = Utf8::withControlsVisible(text.substr(start, end - start));
         result += (coloured ? withColour(std::move(line)) : line) + "\n";
         start = end + 1;
     }
@@ -73,8 +64,9 @@ void print(std::string_view text) {
     }
 }
 
-void complain(std::string_view text) {
-    fmt::print(stderr, "havrick: {}\n", text);
+void complain(std::string_view text) noexcept {
+    const std::string line = fmt::format("havrick: {}\n", Utf8::withControlsVisible(text));
+    std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
 }  // namespace brellin::cli

@@ -23,7 +23,8 @@ class ReaderGone : public std::exception {};
 /// @throws std::runtime_error the text could not be written
 void print(std::string_view text);
 
-/// Writes one line to standard error, "havrick: " before it.
-void complain(std::string_view text);
+/// Writes one line to standard error, "havrick: " before it, control characters made visible. Where that
+/// cannot be written there is nobody left to tell.
+void complain(std::string_view text) noexcept;
 
 }  // namespace brellin::cli

@@ -10,20 +10,44 @@
 
 #include <fmt/format.h>
 
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
 namespace brellin::cli::Recorder {
 
-void record(std::optional<double> every) {
-    std::optional<FileLock> lock;
-    runRounds(every, [&] {
-        if (!lock) {
-            lock.emplace(DataDirectory::lockForJob("recorder.lock", "a recorder"));
+namespace {
+
+/// Writes the "seen" events that an earlier round owes: one that failed, or was killed, between a session's
+/// row and its event leaves the session known, and nothing else would ever tell when it was first seen.
+void makeGoodFirstSightings(Store& store, const std::vector<SessionRecord>& sessions, std::int64_t now) {
+    const std::set<std::string> known = store.knownSessionIds();
+    for (const SessionRecord& session : sessions) {
+        if (known.contains(session.sessionId) && !store.hasEvent(session.sessionId, "seen")) {
+            store.appendEvent(session.sessionId, "seen",
+                              "first observation · account " + session.accountPath, "observed", now);
         }
+    }
+}
+
+}  // namespace
+
+void record(std::optional<double> every) {
+    JobLock lock("recorder.lock", "a recorder");
+    bool lastRoundIsWhole = false;
+    runRounds(every, [&] {
+        lock.acquire();
         const Census census = Census::take();
         const std::int64_t now = Clock::now();
         std::vector<std::string> changes;
         DataDirectory::withStore([&](Store& store) {
+            if (!std::exchange(lastRoundIsWhole, false)) {
+                makeGoodFirstSightings(store, census.sessions, now);
+            }
             changes = Reconciler(store).reconcile(census.sessions, census.scan.accounts, now);
         });
+        lastRoundIsWhole = true;
         for (const std::string& change : changes) {
             print(fmt::format("{} {}", DateText::timestampUTC(now), change));
         }

@@ -15,6 +15,7 @@
 #include <functional>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 namespace brellin::cli::Watch {
 
@@ -26,13 +27,22 @@ WatchList::Loaded load() {
     const std::string file = WatchList::file(directory).string();
     WatchList::Loaded loaded = WatchList::load(directory);
     if (!loaded.isReadable) {
-        complain(fmt::format("warning: {} is damaged: it is no JSON array of strings", file));
+        complain(fmt::format("warning: {} cannot be read as a list of watch specs", file));
     } else if (loaded.skipped > 0) {
         complain(
             fmt::format("warning: {} is damaged: {} of its entries are no watch specs and were skipped",
                         file, loaded.skipped));
     }
     return loaded;
+}
+
+/// A list with nothing in it is told, too: silence would look like a fault.
+ExitStatus tellEmptyList(const WatchList::Loaded& loaded) {
+    if (!loaded.isReadable) {
+        return ExitStatus::failure;
+    }
+    complain("nothing is watched; `havrick watch add <spec>` changes that");
+    return ExitStatus::success;
 }
 
 /// Tries an edit on every word and saves the list when any succeeded. The edit returns what is wrong with a
@@ -43,7 +53,7 @@ ExitStatus editList(const std::vector<std::string>& words, bool force,
     const std::filesystem::path directory = DataDirectory::path();
     WatchList::Loaded loaded = load();
     if (!force && (!loaded.isReadable || loaded.skipped > 0)) {
-        complain("nothing was changed; --force writes a new list over the damaged one");
+        complain("nothing was changed; --force writes a new list over it");
         return ExitStatus::failure;
     }
     std::size_t refused = 0;
@@ -99,35 +109,47 @@ void appendResult(ReportText& text, const TargetScanResult& result) {
     }
 }
 
-void scanOnce(bool record) {
+TargetScanner::Outcome probeAll(const WatchList& list, Store* store, std::int64_t now) {
     const TargetProbe::Enumerators system = {TargetProbe::psSnapshot, TargetProbe::lsofPort,
                                              LivenessProbe::processExists,
                                              LivenessProbe::processStartUTCString};
-    const auto probe = [&](const WatchTarget& target) { return TargetProbe::verdict(target, system); };
-    const WatchList list = load().list;
-    const std::int64_t now = Clock::now();
-    TargetScanner::Outcome outcome;
-    const auto scanInto = [&](Store* store) {
-        outcome = TargetScanner::scan(list.targets, store, record, now, probe);
-    };
-    std::optional<std::string> storeFailure;
-    try {
-        record ? DataDirectory::withStore([&](Store& store) { scanInto(&store); }) : scanInto(nullptr);
-    } catch (const std::runtime_error& failure) {
-        storeFailure = failure.what();
-        scanInto(nullptr);  // the verdicts are worth having without a history
+    return TargetScanner::scan(list.targets, store, store != nullptr, now, [&](const WatchTarget& target) {
+        return TargetProbe::verdict(target, system);
+    });
+}
+
+/// Keeps a second recorder of watched targets away: it would write every event twice.
+class ScanRecorder {
+  public:
+    /// Probes and records. Where that fails the verdicts are still worth having: they come without events,
+    /// and the outcome's writeError says why.
+    TargetScanner::Outcome scan(const WatchList& list, std::int64_t now) {
+        TargetScanner::Outcome outcome;
+        try {
+            lock_.acquire();
+            DataDirectory::withStore([&](Store& store) { outcome = probeAll(list, &store, now); });
+        } catch (const NotWorthRetrying&) {
+            throw;
+        } catch (const std::runtime_error& failure) {
+            outcome = probeAll(list, nullptr, now);
+            outcome.writeError = failure.what();
+        }
+        return outcome;
     }
+
+  private:
+    JobLock lock_{"watch-recorder.lock", "a recorder of watched targets"};
+};
+
+void printOutcome(const TargetScanner::Outcome& outcome, std::int64_t now) {
     ReportText text;
-    text.line("{} targets at {}:", outcome.results.size(), DateText::timestampUTC(now));
+    text.line("{} watched at {}:", outcome.results.size(), DateText::timestampUTC(now));
     for (const TargetScanResult& result : outcome.results) {
         appendResult(text, result);
     }
     print(std::move(text).take());
     if (outcome.writeError) {
-        storeFailure = fmt::format("{} ({})", *outcome.writeError, DataDirectory::path().string());
-    }
-    if (storeFailure) {
-        throw std::runtime_error(*storeFailure);
+        throw std::runtime_error(*outcome.writeError);
     }
 }
 
@@ -142,27 +164,31 @@ ExitStatus remove(const std::vector<std::string>& keys, bool force) {
 }
 
 ExitStatus list() {
-    const WatchList list = load().list;
-    if (list.targets.empty()) {
-        complain("nothing is watched; `havrick watch add <spec>` changes that");
-        return ExitStatus::success;
+    const WatchList::Loaded loaded = load();
+    if (loaded.list.targets.empty()) {
+        return tellEmptyList(loaded);
     }
     ReportText text;
-    for (const WatchTarget& target : list.targets) {
+    for (const WatchTarget& target : loaded.list.targets) {
         text.line("{} — {}", target.key(), target.describe());
     }
     print(std::move(text).take());
     return ExitStatus::success;
 }
 
-void scan(bool record, std::optional<double> every) {
-    std::optional<FileLock> lock;
+ExitStatus scan(bool record, std::optional<double> every) {
+    ScanRecorder recorder;
+    ExitStatus status = ExitStatus::success;
     runRounds(every, [&] {
-        if (record && !lock) {
-            lock.emplace(DataDirectory::lockForJob("watch-recorder.lock", "a recorder of watched targets"));
+        const WatchList::Loaded loaded = load();
+        if (loaded.list.targets.empty()) {
+            status = tellEmptyList(loaded);
+            return;
         }
-        scanOnce(record);
+        const std::int64_t now = Clock::now();
+        printOutcome(record ? recorder.scan(loaded.list, now) : probeAll(loaded.list, nullptr, now), now);
     });
+    return every ? ExitStatus::success : status;
 }
 
 }  // namespace brellin::cli::Watch

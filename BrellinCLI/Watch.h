@@ -25,7 +25,7 @@ ExitStatus list();
 
 /// Probes every target and prints its verdict and occupants, once or every so many seconds. With `record`
 /// what was seen goes into the history first, and each target's events are printed, too.
-void scan(bool record, std::optional<double> every);
+ExitStatus scan(bool record, std::optional<double> every);
 
 }  // namespace Watch
 

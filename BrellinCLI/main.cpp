@@ -55,21 +55,21 @@ class CommandLine {
         try {
             app_.parse(count, words);
         } catch (const CLI::ParseError& error) {
-            return explain(error, count > 1 ? words[1] : "");
+            return explain(error);
         }
         return command_();
     }
 
   private:
     /// Help and version were asked for and go to standard output; everything else is the user's error.
-    ExitStatus explain(const CLI::ParseError& error, const std::string& firstWord) {
+    ExitStatus explain(const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) {
             app_.exit(error, std::cout, std::cerr);
             return ExitStatus::success;
         }
-        const bool isUnknownCommand =
-            app_.get_subcommands().empty() && !firstWord.empty() && !firstWord.starts_with('-');
-        complain(isUnknownCommand ? "there is no command \"" + firstWord + "\"" : error.what());
+        const std::vector<std::string> unknown = app_.remaining(true);
+        complain(unknown.empty() ? error.what()
+                                 : "there is no command or option \"" + unknown.front() + "\"");
         complain("`havrick --help` lists the commands, `havrick <command> --help` explains one");
         return ExitStatus::usage;
     }
@@ -98,7 +98,8 @@ class CommandLine {
 
     void addRepetition(CLI::App* command) {
         command->add_option("--every", every_, "Go on, with a pause of that many seconds")
-            ->check(CLI::Validator(refuseSeconds, "SECONDS"));
+            ->type_name("SECONDS")
+            ->check(CLI::Validator(refuseSeconds, ""));
     }
 
     void addRecord() {
@@ -135,8 +136,7 @@ class CommandLine {
         scan->add_flag("--record", record_,
                        "Write what is seen into the history, and print each target's events");
         addRepetition(scan);
-        scan->callback(
-            [this] { command_ = [this] { return Watch::scan(record_, every_), ExitStatus::success; }; });
+        scan->callback([this] { command_ = [this] { return Watch::scan(record_, every_); }; });
     }
 
     CLI::App app_{"Which Claude Code sessions are running on this machine, and at which address.",

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace brellin {
@@ -12,6 +13,7 @@ namespace {
 
 constexpr std::size_t pieceSize = std::size_t{64} << 10U;
 constexpr std::size_t largestKeptBuffer = std::size_t{1} << 20U;
+constexpr std::string_view tooLongLine = "?";
 
 }  // namespace
 
@@ -39,7 +41,7 @@ std::optional<std::string_view> LineReader::takeLine() {
     const std::string_view line(start, static_cast<const char*>(feed));
     begin_ += line.size() + 1;
     searched_ = begin_;
-    return line;
+    return std::exchange(isTooLong_, false) ? tooLongLine : line;
 }
 
 /// Hands out what stands behind the last line feed.
@@ -49,7 +51,7 @@ std::optional<std::string_view> LineReader::takeRest() {
     }
     const std::string_view rest(buffer_.data() + begin_, end_ - begin_);
     begin_ = searched_ = end_;
-    return rest;
+    return std::exchange(isTooLong_, false) ? tooLongLine : rest;
 }
 
 /// Moves what is left of the last piece to the front; a buffer that a long line made large is given back
@@ -72,12 +74,25 @@ void LineReader::discardConsumed() {
     begin_ = 0;
 }
 
+/// Sees to it that another piece fits. Where the memory for that cannot be had, what is there of the line
+/// is given up: the stream goes on with the next one.
+void LineReader::makeRoom() {
+    if (buffer_.size() - end_ >= pieceSize) {
+        return;
+    }
+    try {
+        buffer_.resize(std::max(2 * buffer_.size(), end_ + pieceSize));
+    } catch (const std::bad_alloc&) {
+        isTooLong_ = true;
+        begin_ = searched_ = end_ = 0;
+    }
+}
+
 /// Reads one more piece; false at the end of input.
 bool LineReader::fill() {
-    if (buffer_.size() - end_ < pieceSize) {
-        buffer_.resize(std::max(2 * buffer_.size(), end_ + pieceSize));
-    }
-    const auto count = input_.readSome(buffer_.data() + end_, pieceSize);
+    makeRoom();
+    const std::size_t room = std::min(pieceSize, buffer_.size() - end_);
+    const auto count = input_.readSome(buffer_.data() + end_, room);
     end_ += count.value_or(0);
     return count.value_or(0) > 0;
 }

@@ -10,7 +10,8 @@
 namespace brellin {
 
 /// Cuts a byte stream into lines. Every byte is searched once and moved a constant number of times, however
-/// long the line and however small the pieces in which it arrives.
+/// long the line and however small the pieces in which it arrives. A line for which there is no memory is
+/// handed out as "?".
 class LineReader {
   public:
     /// @param input read from, not owned beyond this object
@@ -25,6 +26,7 @@ class LineReader {
     std::optional<std::string_view> takeLine();
     std::optional<std::string_view> takeRest();
     void discardConsumed();
+    void makeRoom();
     bool fill();
 
     const Descriptor& input_;
@@ -32,6 +34,7 @@ class LineReader {
     std::size_t begin_ = 0;     ///< first byte that was not handed out
     std::size_t searched_ = 0;  ///< bytes before this one hold no line feed, from begin_ on
     std::size_t end_ = 0;       ///< behind the last byte read
+    bool isTooLong_ = false;    ///< the current line lost its beginning
 };
 
 }  // namespace brellin

@@ -7,18 +7,21 @@
 #include <fmt/format.h>
 
 #include <exception>
+#include <new>
 #include <utility>
 
 namespace brellin {
 
 namespace {
 
-std::optional<Request> decode(std::string_view line) {
+constexpr std::string_view ignoredLine = "line ignored (not JSON, or has no method)";
+
+std::optional<Request> decode(std::string_view text) {
     // Anything but an object is refused anyway; this way a hundred megabytes of array cost nothing.
-    if (!line.starts_with('{')) {
+    if (!text.starts_with('{')) {
         return std::nullopt;
     }
-    auto message = Json::parseObject(line);
+    auto message = Json::parseObject(text);
     const auto* method = message ? Json::stringMember(*message, "method") : nullptr;
     if (method == nullptr) {
         return std::nullopt;
@@ -33,24 +36,34 @@ std::optional<Request> decode(std::string_view line) {
     return request;
 }
 
+/// The text between the white space of a line; `repaired` holds it when the line was not UTF-8.
+std::string_view textOf(std::string_view line, std::string& repaired) {
+    if (!Utf8::isValid(line)) {
+        repaired = Utf8::repaired(line);
+        line = repaired;
+    }
+    return Utf8::trimmed(line);
+}
+
 }  // namespace
 
 std::optional<Request> MessageTransport::next() {
     while (const auto line = lines_.next()) {
-        std::string repaired;
-        std::string_view text = *line;
-        if (!Utf8::isValid(text)) {
-            repaired = Utf8::repaired(text);
-            text = repaired;
-        }
-        text = Utf8::trimmed(text);
-        if (text.empty()) {
+        try {
+            std::string repaired;
+            const std::string_view text = textOf(*line, repaired);
+            if (text.empty()) {
+                continue;
+            }
+            if (auto request = decode(text)) {
+                return request;
+            }
+        } catch (const std::bad_alloc&) {
+            // Too large to be understood is as good as not JSON, and is told as that.
+            writeDiagnostic(ignoredLine);
             continue;
         }
-        if (auto request = decode(text)) {
-            return request;
-        }
-        writeDiagnostic("line ignored (not JSON, or has no method)");
+        writeDiagnostic(ignoredLine);
     }
     return std::nullopt;
 }

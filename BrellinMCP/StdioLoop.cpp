@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <exception>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -18,7 +19,11 @@ void StdioLoop::run() {
     transport_.writeDiagnostic(fmt::format("started; version {}; store {}", server_.serverVersion,
                                            Paths::root(processEnvironment()).native()));
     while (const auto request = transport_.next()) {
-        handle(*request);
+        try {
+            handle(*request);
+        } catch (const std::bad_alloc&) {
+            continue;  // there is no memory for the reply; the next one may be smaller
+        }
     }
     transport_.writeDiagnostic("stdin closed; exiting");
 }

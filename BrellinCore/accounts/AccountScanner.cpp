@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <map>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace brellin::AccountScanner {

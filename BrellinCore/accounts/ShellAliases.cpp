@@ -7,6 +7,8 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 namespace brellin::ShellAliases {
 
 namespace {

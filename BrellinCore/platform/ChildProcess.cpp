@@ -13,6 +13,8 @@
 #include <cerrno>
 #include <utility>
 
+extern char** environ;  // NOLINT: macOS leaves the declaration to the program
+
 namespace brellin::ChildProcess {
 
 namespace {
@@ -29,11 +31,19 @@ class FileActions {
     }
 
     bool redirect(int outputDescriptor) {
+#ifdef __APPLE__
+        // POSIX_SPAWN_CLOEXEC_DEFAULT would close it.
+        if (!ready_ || ::posix_spawn_file_actions_addinherit_np(&actions_, STDIN_FILENO) != 0) {
+            return false;
+        }
+#endif
         return ready_ &&
                ::posix_spawn_file_actions_adddup2(&actions_, outputDescriptor, STDOUT_FILENO) == 0 &&
                ::posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, "/dev/null", O_WRONLY, 0) == 0;
     }
-    const posix_spawn_file_actions_t* get() const { return &actions_; }
+    const posix_spawn_file_actions_t* get() const {
+        return &actions_;
+    }
 
   private:
     posix_spawn_file_actions_t actions_{};
@@ -51,16 +61,19 @@ class SpawnAttributes {
         }
     }
 
-    /// The executables ignore SIGPIPE, which a child would inherit.
-    bool restoreDefaultSignals() {
+    /// The executables ignore SIGPIPE, which a child would inherit. In a process group of its own the child
+    /// does not get the SIGINT of a terminal: whoever started it decides what that means, and what `ps`
+    /// had to say is not cut short by it.
+    bool shieldFromSignals() {
         sigset_t changed;
         ::sigemptyset(&changed);
         ::sigaddset(&changed, SIGPIPE);
-        short flags = POSIX_SPAWN_SETSIGDEF;
+        short flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP;
 #ifdef __APPLE__
         flags |= POSIX_SPAWN_CLOEXEC_DEFAULT;
 #endif
         return ready_ && ::posix_spawnattr_setsigdefault(&attributes_, &changed) == 0 &&
+               ::posix_spawnattr_setpgroup(&attributes_, 0) == 0 &&
                ::posix_spawnattr_setflags(&attributes_, flags) == 0;
     }
     const posix_spawnattr_t* get() const {
@@ -76,7 +89,7 @@ std::optional<pid_t> spawn(const char* executable, const std::vector<std::string
                            const Descriptor& output) {
     FileActions actions;
     SpawnAttributes attributes;
-    if (!actions.redirect(output.get()) || !attributes.restoreDefaultSignals()) {
+    if (!actions.redirect(output.get()) || !attributes.shieldFromSignals()) {
         return std::nullopt;
     }
     std::vector<char*> pointers;

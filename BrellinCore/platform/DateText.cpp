@@ -99,14 +99,11 @@ std::optional<std::int64_t> parseProcessStart(std::string_view text, Zone zone) 
     if (zone == Zone::utc) {
         return ::timegm(&*fields);
     }
-    // Left to itself, mktime answers a repeated hour by what it was asked before; asking for standard time
-    // first makes the answer depend on the text alone. The last try is for an hour that the clock skipped.
-    for (const int isSummerTime : {0, 1, -1}) {
-        if (const auto seconds = localTime(*fields, isSummerTime)) {
-            return seconds;
-        }
-    }
-    return std::nullopt;
+    // Left to itself, mktime answers a repeated hour by what it was asked before; asking both ways makes
+    // the answer depend on the text alone. An hour that the clock skipped is neither.
+    const auto standard = localTime(*fields, 0);
+    const auto summer = localTime(*fields, 1);
+    return standard || summer ? std::max(standard, summer) : localTime(*fields, -1);
 }
 
 std::string processStartUTC(std::int64_t secondsSinceEpoch) {

@@ -18,7 +18,7 @@ namespace DateText {
 enum class Zone { utc, local };
 
 /// Seconds since the Unix epoch for a process start written in the given zone; nullopt when the text has
-/// another form. A local time that a clock change repeats is read as standard time (the later of the two).
+/// another form. A local time that a clock change repeats is read as the later of the two instants.
 std::optional<std::int64_t> parseProcessStart(std::string_view text, Zone zone);
 
 /// The process start form of the instant, in UTC, the day without a leading zero.

@@ -4,6 +4,8 @@
 
 #include <string_view>
 
+extern char** environ;  // NOLINT: macOS leaves the declaration to the program
+
 namespace brellin {
 
 Environment processEnvironment() {

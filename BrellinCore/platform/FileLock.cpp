@@ -1,6 +1,7 @@
 #include "BrellinCore/platform/FileLock.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,7 +10,7 @@
 namespace brellin {
 
 FileLock::FileLock(const std::string& path, Contention contention)
-    : file_(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666)) {
+    : path_(path), file_(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666)) {
     struct flock whole {};
     whole.l_type = F_WRLCK;
     whole.l_whence = SEEK_SET;
@@ -33,6 +34,13 @@ FileLock::FileLock(const std::string& path, Contention contention)
     if (!file_.isOpen()) {
         throw std::system_error(errno, std::generic_category(), path);
     }
+}
+
+bool FileLock::isInPlace() const {
+    struct stat ours {};
+    struct stat named {};
+    return ::fstat(file_.get(), &ours) == 0 && ::stat(path_.c_str(), &named) == 0 &&
+           ours.st_dev == named.st_dev && ours.st_ino == named.st_ino;
 }
 
 }  // namespace brellin

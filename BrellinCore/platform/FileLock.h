@@ -23,7 +23,11 @@ class FileLock {
     /// The process that had the lock when it was refused; nullopt when this object has it.
     std::optional<std::int32_t> holder() const { return holder_; }
 
+    /// False when the file has been deleted or replaced: others would lock another one.
+    bool isInPlace() const;
+
   private:
+    std::string path_;
     Descriptor file_;
     std::optional<std::int32_t> holder_;
 };

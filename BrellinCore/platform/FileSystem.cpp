@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <system_error>
 
@@ -29,7 +30,7 @@ struct DirectoryCloser {
 /// Reads a file that was found to be `expected` bytes long. The buffer has one byte more, so that a read
 /// which fills all but that byte has met the end, and the usual file takes a single read. A file that grew
 /// or shrank meanwhile is read on to its end.
-std::optional<std::string> readToEnd(const Descriptor& file, std::size_t expected) {
+std::optional<std::string> readToEnd(const Descriptor& file, std::size_t expected) try {
     std::string content(expected + 1, '\0');
     std::size_t filled = 0;
     while (filled <= largestReadableFile) {
@@ -46,6 +47,8 @@ std::optional<std::string> readToEnd(const Descriptor& file, std::size_t expecte
             return content;
         }
     }
+    return std::nullopt;
+} catch (const std::bad_alloc&) {
     return std::nullopt;
 }
 

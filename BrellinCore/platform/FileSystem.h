@@ -12,9 +12,9 @@ namespace brellin {
 /// stop or delay the reader. A path that holds a NUL byte names nothing.
 namespace FileSystem {
 
-/// A larger file counts as unreadable: none of the files read here comes near it, and a sparse file of a
-/// terabyte must not take the process down.
-inline constexpr std::size_t largestReadableFile = std::size_t{256} << 20U;
+/// A larger file counts as unreadable: none of the files read here comes near it, and neither a sparse file
+/// of a terabyte nor one of gigabytes may delay an answer.
+inline constexpr std::size_t largestReadableFile = std::size_t{64} << 20U;
 
 /// True when the path exists and is a directory; symbolic links are followed.
 bool isDirectory(const std::string& path);

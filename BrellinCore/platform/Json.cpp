@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <new>
 #include <utility>
 
 namespace brellin::Json {
@@ -27,20 +28,29 @@ struct ValueBuilder {
 
     json::value_stack stack;
     std::string digits;
+    std::size_t values = 0;
 
     ValueBuilder() { stack.reset(); }
+
+    bool countValue(json::error_code& error) {
+        if (++values > mostValues) {
+            error = json::error::array_too_large;
+            return false;
+        }
+        return true;
+    }
 
     bool on_document_begin(json::error_code& /*error*/) { return true; }
     bool on_document_end(json::error_code& /*error*/) { return true; }
     bool on_object_begin(json::error_code& /*error*/) { return true; }
-    bool on_object_end(std::size_t count, json::error_code& /*error*/) {
+    bool on_object_end(std::size_t count, json::error_code& error) {
         stack.push_object(count);
-        return true;
+        return countValue(error);
     }
     bool on_array_begin(json::error_code& /*error*/) { return true; }
-    bool on_array_end(std::size_t count, json::error_code& /*error*/) {
+    bool on_array_end(std::size_t count, json::error_code& error) {
         stack.push_array(count);
-        return true;
+        return countValue(error);
     }
     bool on_key_part(json::string_view part, std::size_t /*size*/, json::error_code& /*error*/) {
         stack.push_chars(part);
@@ -54,23 +64,23 @@ struct ValueBuilder {
         stack.push_chars(part);
         return true;
     }
-    bool on_string(json::string_view part, std::size_t /*size*/, json::error_code& /*error*/) {
+    bool on_string(json::string_view part, std::size_t /*size*/, json::error_code& error) {
         stack.push_string(part);
-        return true;
+        return countValue(error);
     }
     bool on_number_part(json::string_view part, json::error_code& /*error*/) {
         digits.append(part.data(), part.size());
         return true;
     }
-    bool on_int64(std::int64_t number, json::string_view /*part*/, json::error_code& /*error*/) {
+    bool on_int64(std::int64_t number, json::string_view /*part*/, json::error_code& error) {
         digits.clear();
         stack.push_int64(number);
-        return true;
+        return countValue(error);
     }
-    bool on_uint64(std::uint64_t number, json::string_view /*part*/, json::error_code& /*error*/) {
+    bool on_uint64(std::uint64_t number, json::string_view /*part*/, json::error_code& error) {
         digits.clear();
         stack.push_uint64(number);
-        return true;
+        return countValue(error);
     }
     bool on_double(double /*rough*/, json::string_view part, json::error_code& error) {
         digits.append(part.data(), part.size());
@@ -81,15 +91,15 @@ struct ValueBuilder {
             return false;
         }
         stack.push_double(exact);
-        return true;
+        return countValue(error);
     }
-    bool on_bool(bool value, json::error_code& /*error*/) {
+    bool on_bool(bool value, json::error_code& error) {
         stack.push_bool(value);
-        return true;
+        return countValue(error);
     }
-    bool on_null(json::error_code& /*error*/) {
+    bool on_null(json::error_code& error) {
         stack.push_null();
-        return true;
+        return countValue(error);
     }
     bool on_comment_part(json::string_view /*part*/, json::error_code& /*error*/) { return true; }
     bool on_comment(json::string_view /*part*/, json::error_code& /*error*/) { return true; }
@@ -97,7 +107,7 @@ struct ValueBuilder {
 
 }  // namespace
 
-std::optional<json::value> parse(std::string_view text) {
+std::optional<json::value> parse(std::string_view text) try {
     json::parse_options options;
     options.max_depth = deepestNesting;
     json::basic_parser<ValueBuilder> parser(options);
@@ -107,6 +117,8 @@ std::optional<json::value> parse(std::string_view text) {
         return std::nullopt;
     }
     return parser.handler().stack.release();
+} catch (const std::bad_alloc&) {
+    return std::nullopt;
 }
 
 std::optional<json::object> parseObject(std::string_view text) {

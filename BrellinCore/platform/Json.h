@@ -16,9 +16,14 @@ namespace Json {
 /// Containers nested deeper than this make a text "not JSON".
 inline constexpr std::size_t deepestNesting = 512;
 
-/// Parses one document. nullopt when the text is not JSON: malformed, not UTF-8, nested too deeply, or
-/// holding a number beyond the range of a double. Of duplicate members the last counts. Integers are exact
-/// over the signed and unsigned 64-bit range; every other number is the double nearest to its digits.
+/// So do more values than this: a hundred megabytes of "0,0,0," would take gigabytes as a document, and
+/// nothing that is read here comes near it.
+inline constexpr std::size_t mostValues = 1'000'000;
+
+/// Parses one document. nullopt when the text is not JSON: malformed, not UTF-8, nested too deeply, too
+/// large to be held, or with a number beyond the range of a double. Of duplicate members the last counts.
+/// Integers are exact over the signed and unsigned 64-bit range; every other number is the double nearest
+/// to its digits.
 std::optional<boost::json::value> parse(std::string_view text);
 
 /// The same, but only a document whose top level is an object.

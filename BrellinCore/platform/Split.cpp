@@ -1,5 +1,7 @@
 #include "BrellinCore/platform/Split.h"
 
+#include <algorithm>
+
 namespace brellin {
 
 std::vector<std::string_view> splitDroppingEmpty(std::string_view text, std::string_view separators) {

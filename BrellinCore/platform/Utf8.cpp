@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <iterator>
 #include <span>
 
@@ -49,6 +50,20 @@ std::string repaired(std::string_view text) {
     result.reserve(text.size());
     ::utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(result), 0xFFFD);
     return result;
+}
+
+std::string withControlsVisible(std::string_view text) {
+    const std::string valid = repaired(text);
+    std::string visible;
+    for (auto next = valid.begin(); next != valid.end();) {
+        const std::uint32_t character = ::utf8::next(next, valid.end());
+        const bool isControl =
+            (character < 0x20 && character != '\t') || (character >= 0x7F && character < 0xA0);
+        const bool turnsDirection =
+            (character >= 0x202A && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
+        ::utf8::append(isControl || turnsDirection ? 0xFFFD : character, std::back_inserter(visible));
+    }
+    return visible;
 }
 
 std::string_view prefix(std::string_view text, std::size_t count) {

@@ -5,6 +5,7 @@
 
 #include <fmt/ranges.h>
 
+#include <utility>
 #include <vector>
 
 namespace brellin {

@@ -5,6 +5,7 @@
 #include "BrellinCore/sessions/SessionRegistry.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace brellin {
 

@@ -5,6 +5,7 @@
 #include "BrellinCore/sessions/LivenessProbe.h"
 
 #include <set>
+#include <utility>
 
 namespace brellin {
 

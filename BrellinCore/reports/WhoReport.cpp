@@ -4,6 +4,8 @@
 #include "BrellinCore/reports/ReportText.h"
 #include "BrellinCore/server/MCPServer.h"
 
+#include <utility>
+
 namespace brellin {
 
 namespace {

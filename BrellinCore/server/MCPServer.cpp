@@ -5,8 +5,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <optional>
+#include <utility>
 
 namespace brellin {
 

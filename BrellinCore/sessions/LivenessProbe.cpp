@@ -10,6 +10,8 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 namespace brellin::LivenessProbe {
 
 namespace {

@@ -140,8 +140,12 @@ std::set<std::string> Store::knownSessionIds() const {
 }
 
 std::vector<StoredSession> Store::sessions() const {
+    std::vector<Row> rows;
+    if (gatherRows(prepare(Statements::sessions), rows) != SQLITE_DONE) {
+        throw error(StoreError::Case::step);
+    }
     std::vector<StoredSession> sessions;
-    for (const Row& row : query(Statements::sessions, {})) {
+    for (const Row& row : rows) {
         sessions.push_back({text(row, "sessionId").value_or(""), text(row, "accountPath").value_or(""),
                             text(row, "cwd"), number(row, "startedAt"),
                             number(row, "firstSeen").value_or(0), number(row, "lastSeen").value_or(0)});
@@ -215,7 +219,13 @@ std::vector<Store::Row> Store::query(const char* sql, std::initializer_list<Valu
         value.bindTo(statement.get(), ++position);
     }
     std::vector<Row> rows;
-    while (::sqlite3_step(statement.get()) == SQLITE_ROW) {
+    gatherRows(statement, rows);
+    return rows;
+}
+
+int Store::gatherRows(const Statement& statement, std::vector<Row>& rows) {
+    int result = ::sqlite3_step(statement.get());
+    for (; result == SQLITE_ROW; result = ::sqlite3_step(statement.get())) {
         Row row;
         for (int column = 0; column < ::sqlite3_column_count(statement.get()); ++column) {
             const auto* content = ::sqlite3_column_text(statement.get(), column);
@@ -226,7 +236,7 @@ std::vector<Store::Row> Store::query(const char* sql, std::initializer_list<Valu
         }
         rows.push_back(std::move(row));
     }
-    return rows;
+    return result;
 }
 
 }  // namespace brellin

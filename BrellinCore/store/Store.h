@@ -67,8 +67,8 @@ struct CurrentName {
 /// in milliseconds since the Unix epoch. Each operation is one statement, prepared, stepped and finalized
 /// at once, in SQLite's own autocommit; nothing waits for another process's lock.
 ///
-/// Writes throw StoreError and leave the store usable. Reads never throw: one that fails looks like one
-/// that found nothing.
+/// Writes throw StoreError and leave the store usable. Reads do not throw, sessions() apart: one that fails
+/// looks like one that found nothing.
 class Store {
   public:
     /// The file name of the database inside its root directory.
@@ -118,7 +118,10 @@ class Store {
     /// Every id that has a row, those of watched targets included.
     std::set<std::string> knownSessionIds() const;
 
-    /// Everything that has a row, what was seen first first.
+    /// Everything that has a row, what was seen first first. For whoever shows the whole history, to whom
+    /// "nothing" must not mean "unreadable": alone among the reads it throws.
+    ///
+    /// @throws StoreError (prepare, step) the rows could not be read
     std::vector<StoredSession> sessions() const;
 
     /// The open name window; of several the one that began last.
@@ -147,6 +150,8 @@ class Store {
     Statement prepare(const char* sql) const;
     void write(const char* sql, std::initializer_list<Value> values);
     std::vector<Row> query(const char* sql, std::initializer_list<Value> values) const;
+    /// Steps a statement to its end, gathering its rows; the result of the last step.
+    static int gatherRows(const Statement& statement, std::vector<Row>& rows);
 
     std::unique_ptr<sqlite3, Closer> db_;
     std::filesystem::path root_;

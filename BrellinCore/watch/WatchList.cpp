@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <system_error>
+#include <utility>
 
 namespace brellin {
 

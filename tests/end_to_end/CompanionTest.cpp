@@ -219,11 +219,14 @@ TEST_F(Companion, LosesNothingHoweverItIsKilled) {
             after = "";  // killed before it had made one
         }
         ASSERT_TRUE(after.starts_with(before)) << "an event was lost or changed";
-        ASSERT_EQ(world::sql(root_, "PRAGMA integrity_check"), "ok");
+        if (std::filesystem::exists(root_ + "/havrick.db")) {
+            ASSERT_EQ(world::sql(root_, "PRAGMA integrity_check"), "ok");
+        }
         before = after;
     }
     EXPECT_EQ(run({"record"}).exitStatus(), 0);
-    EXPECT_EQ(world::sql(root_, "SELECT count(*) FROM sessions"), "50");
+    EXPECT_EQ(world::sql(root_, "SELECT count(*), count(DISTINCT sessionId) FROM events WHERE kind='seen'"), "50|50")
+        << "what a killed round left undone is made good";
 }
 
 // HAVRICK_SOAK_SECONDS makes it longer.

@@ -50,6 +50,23 @@ void appendEvents(ReportText& text, const std::vector<StoredEvent>& events) {
     }
 }
 
+/// Appends every entry whose id begins with the prefix, a blank line between two; how many there were.
+std::size_t appendEntries(ReportText& text, const Store& store, const std::string& idPrefix) {
+    std::size_t count = 0;
+    for (const StoredSession& session : store.sessions()) {
+        if (!session.sessionId.starts_with(idPrefix)) {
+            continue;
+        }
+        if (count++ > 0) {
+            text.emptyLine();
+        }
+        appendIdentity(text, session);
+        appendNames(text, store.nameHistory(session.sessionId));
+        appendEvents(text, store.events(session.sessionId));
+    }
+    return count;
+}
+
 }  // namespace
 
 ExitStatus show(const std::string& idPrefix) {
@@ -64,19 +81,7 @@ ExitStatus show(const std::string& idPrefix) {
     }
     ReportText text;
     std::size_t shown = 0;
-    DataDirectory::readStore([&](const Store& store) {
-        for (const StoredSession& session : store.sessions()) {
-            if (!session.sessionId.starts_with(idPrefix)) {
-                continue;
-            }
-            if (shown++ > 0) {
-                text.emptyLine();
-            }
-            appendIdentity(text, session);
-            appendNames(text, store.nameHistory(session.sessionId));
-            appendEvents(text, store.events(session.sessionId));
-        }
-    });
+    DataDirectory::readStore([&](const Store& store) { shown = appendEntries(text, store, idPrefix); });
     if (shown == 0) {
         complain(idPrefix.empty()
                      ? fmt::format("the history {} holds nothing yet", database.string())

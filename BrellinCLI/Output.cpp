@@ -65,8 +65,12 @@ void print(std::string_view text) {
 }
 
 void complain(std::string_view text) noexcept {
-    const std::string line = fmt::format("havrick: {}\n", Utf8::withControlsVisible(text));
-    std::fwrite(line.data(), 1, line.size(), stderr);
+    try {
+        const std::string line = fmt::format("havrick: {}\n", Utf8::withControlsVisible(text));
+        std::fwrite(line.data(), 1, line.size(), stderr);
+    } catch (const std::exception&) {
+        return;  // no memory for a complaint
+    }
 }
 
 }  // namespace brellin::cli

@@ -31,26 +31,33 @@ void makeGoodFirstSightings(Store& store, const std::vector<SessionRecord>& sess
     }
 }
 
+/// Writes one snapshot and prints what changed.
+///
+/// @param oweSightings set while an earlier round may have left something undone
+void recordSnapshot(bool& oweSightings) {
+    const Census census = Census::take();
+    const std::int64_t now = Clock::now();
+    std::vector<std::string> changes;
+    DataDirectory::withStore([&](Store& store) {
+        if (std::exchange(oweSightings, true)) {
+            makeGoodFirstSightings(store, census.sessions, now);
+        }
+        changes = Reconciler(store).reconcile(census.sessions, census.scan.accounts, now);
+    });
+    oweSightings = false;
+    for (const std::string& change : changes) {
+        print(fmt::format("{} {}", DateText::timestampUTC(now), change));
+    }
+}
+
 }  // namespace
 
 void record(std::optional<double> every) {
     JobLock lock("recorder.lock", "a recorder");
-    bool lastRoundIsWhole = false;
+    bool oweSightings = true;
     runRounds(every, [&] {
         lock.acquire();
-        const Census census = Census::take();
-        const std::int64_t now = Clock::now();
-        std::vector<std::string> changes;
-        DataDirectory::withStore([&](Store& store) {
-            if (!std::exchange(lastRoundIsWhole, false)) {
-                makeGoodFirstSightings(store, census.sessions, now);
-            }
-            changes = Reconciler(store).reconcile(census.sessions, census.scan.accounts, now);
-        });
-        lastRoundIsWhole = true;
-        for (const std::string& change : changes) {
-            print(fmt::format("{} {}", DateText::timestampUTC(now), change));
-        }
+        recordSnapshot(oweSightings);
     });
 }
 

@@ -14,8 +14,6 @@ namespace brellin {
 
 namespace {
 
-constexpr std::string_view ignoredLine = "line ignored (not JSON, or has no method)";
-
 std::optional<Request> decode(std::string_view text) {
     // Anything but an object is refused anyway; this way a hundred megabytes of array cost nothing.
     if (!text.starts_with('{')) {
@@ -36,34 +34,37 @@ std::optional<Request> decode(std::string_view text) {
     return request;
 }
 
-/// The text between the white space of a line; `repaired` holds it when the line was not UTF-8.
-std::string_view textOf(std::string_view line, std::string& repaired) {
-    if (!Utf8::isValid(line)) {
-        repaired = Utf8::repaired(line);
-        line = repaired;
+/// What a line turned out to be.
+struct Line {
+    bool isBlank = false;
+    std::optional<Request> request;
+};
+
+Line understand(std::string_view bytes) {
+    try {
+        std::string repaired;
+        if (!Utf8::isValid(bytes)) {
+            repaired = Utf8::repaired(bytes);
+            bytes = repaired;
+        }
+        const std::string_view text = Utf8::trimmed(bytes);
+        return text.empty() ? Line{.isBlank = true} : Line{.request = decode(text)};
+    } catch (const std::bad_alloc&) {
+        return {};  // too large to be understood is as good as not JSON
     }
-    return Utf8::trimmed(line);
 }
 
 }  // namespace
 
 std::optional<Request> MessageTransport::next() {
-    while (const auto line = lines_.next()) {
-        try {
-            std::string repaired;
-            const std::string_view text = textOf(*line, repaired);
-            if (text.empty()) {
-                continue;
-            }
-            if (auto request = decode(text)) {
-                return request;
-            }
-        } catch (const std::bad_alloc&) {
-            // Too large to be understood is as good as not JSON, and is told as that.
-            writeDiagnostic(ignoredLine);
-            continue;
+    while (const auto bytes = lines_.next()) {
+        Line line = understand(*bytes);
+        if (line.request) {
+            return std::move(line.request);
         }
-        writeDiagnostic(ignoredLine);
+        if (!line.isBlank) {
+            writeDiagnostic("line ignored (not JSON, or has no method)");
+        }
     }
     return std::nullopt;
 }

@@ -31,6 +31,17 @@ ToolResult expiredAnswer(const std::string& query, const NameWindow& window, con
     return {std::move(report).take(), false};
 }
 
+/// The session's first name window that the query matches, by name or by short address.
+std::optional<NameWindow> matchingWindow(const Store& store, const SessionRecord& record,
+                                         const std::string& query) {
+    for (NameWindow& window : store.nameHistory(record.sessionId)) {
+        if (window.name == query || window.ref == query) {
+            return std::move(window);
+        }
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 ToolResult MCPServer::renderResolve(const std::string& query) const {
@@ -48,10 +59,8 @@ ToolResult MCPServer::renderResolve(const std::string& query) const {
                 true};
     }
     for (const SessionRecord& record : census.sessions) {
-        for (const NameWindow& window : store->nameHistory(record.sessionId)) {
-            if (window.name == query || window.ref == query) {
-                return expiredAnswer(query, window, record);
-            }
+        if (const auto window = matchingWindow(*store, record, query)) {
+            return expiredAnswer(query, *window, record);
         }
     }
     return {fmt::format("`{}` is not the address of any currently declared session and does not "

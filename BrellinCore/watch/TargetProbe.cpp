@@ -30,11 +30,11 @@ namespace {
 /// The output of a program that exited with status 0 or 1 (1 is how both say that they found nothing);
 /// nullopt otherwise.
 std::optional<std::string> run(const char* executable, const std::vector<std::string>& arguments) {
-    auto result = ChildProcess::run(executable, arguments);
+    const auto result = ChildProcess::run(executable, arguments);
     if (!result || !result->exitStatus || *result->exitStatus > 1 || !Utf8::isValid(result->output)) {
         return std::nullopt;
     }
-    return std::move(result->output);
+    return result->output;
 }
 
 std::vector<ProcessSnapshot> sortedByPid(std::vector<ProcessSnapshot> snapshots) {
@@ -131,6 +131,7 @@ std::vector<ProcessSnapshot> listenersInLsofOutput(std::string_view output) {
         }
     }
     std::vector<ProcessSnapshot> listeners;
+    listeners.reserve(commands.size());
     for (auto& [pid, command] : commands) {
         listeners.push_back({pid, std::move(command), std::nullopt});
     }
@@ -160,7 +161,7 @@ std::optional<std::vector<ProcessSnapshot>> lsofPort(std::uint16_t port) {
 }  // namespace brellin
 
 std::size_t std::hash<brellin::ProcessSnapshot>::operator()(
-    const brellin::ProcessSnapshot& snapshot) const noexcept {
+    const brellin::ProcessSnapshot& snapshot) const {
     constexpr std::size_t multiplier = 31;
     std::size_t combined = std::hash<std::int32_t>()(snapshot.pid);
     combined = combined * multiplier + std::hash<std::string>()(snapshot.command);

@@ -78,5 +78,5 @@ std::vector<ProcessSnapshot> listenersInLsofOutput(std::string_view output);
 /// Field-wise.
 template <>
 struct std::hash<brellin::ProcessSnapshot> {
-    std::size_t operator()(const brellin::ProcessSnapshot& snapshot) const noexcept;
+    std::size_t operator()(const brellin::ProcessSnapshot& snapshot) const;
 };

@@ -84,7 +84,7 @@ std::string WatchTarget::describe() const {
 
 }  // namespace brellin
 
-std::size_t std::hash<brellin::WatchTarget>::operator()(const brellin::WatchTarget& target) const noexcept {
+std::size_t std::hash<brellin::WatchTarget>::operator()(const brellin::WatchTarget& target) const {
     using brellin::WatchTarget;
     constexpr std::size_t multiplier = 31;
     std::size_t combined = target.kind().index();

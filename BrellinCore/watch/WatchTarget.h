@@ -59,5 +59,5 @@ class WatchTarget {
 /// Combines the case index and the payload.
 template <>
 struct std::hash<brellin::WatchTarget> {
-    std::size_t operator()(const brellin::WatchTarget& target) const noexcept;
+    std::size_t operator()(const brellin::WatchTarget& target) const;
 };

@@ -14,7 +14,7 @@
 namespace brellin {
 
 /// How GoogleTest shows an answer.
-void PrintTo(const ToolResult& result, std::ostream* stream);
+void PrintTo(const ToolResult& result, std::ostream* stream);  // NOLINT(readability-identifier-naming)
 
 }  // namespace brellin
 

@@ -1,0 +1,9 @@
+#include "fuzz/Target.h"
+
+#include <cstddef>
+#include <cstdint>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    brellin::fuzz::feed({reinterpret_cast<const char*>(data), size});
+    return 0;
+}

@@ -69,10 +69,14 @@ std::optional<Request> MessageTransport::next() {
     return std::nullopt;
 }
 
-void MessageTransport::writeReply(const boost::json::object& reply) {
+void MessageTransport::writeReply(const boost::json::value& id, std::string_view outcome,
+                                  const boost::json::object& content) {
     std::string text;
     try {
-        text = boost::json::serialize(reply);
+        std::string head = R"({"jsonrpc":"2.0","id":)" + boost::json::serialize(id);
+        head.append(",\"").append(outcome).append("\":");
+        // A report can be megabytes long: its text is made once and completed in place.
+        text = boost::json::serialize(content).insert(0, head).append("}");
     } catch (const std::exception&) {
         return;
     }

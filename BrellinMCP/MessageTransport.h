@@ -33,7 +33,10 @@ class MessageTransport {
 
     /// Writes one reply line: the compact JSON text, then the line feed by a second write. A reply that
     /// cannot be serialised is dropped; so is one that nobody reads any more.
-    void writeReply(const boost::json::object& reply);
+    ///
+    /// @param outcome the member that holds the content, "result" or "error"
+    void writeReply(const boost::json::value& id, std::string_view outcome,
+                    const boost::json::object& content);
 
     /// Writes one diagnostic line to the error stream by a single write: "[havrick-mcp] ", the text, a
     /// line feed.

@@ -75,13 +75,12 @@ json::object StdioLoop::callTool(const json::object& params) const {
     };
 }
 
-void StdioLoop::resultResponse(const json::value& id, json::object result) {
-    transport_.writeReply({{"jsonrpc", "2.0"}, {"id", id}, {"result", std::move(result)}});
+void StdioLoop::resultResponse(const json::value& id, const json::object& result) {
+    transport_.writeReply(id, "result", result);
 }
 
 void StdioLoop::errorResponse(const json::value& id, int code, std::string_view message) {
-    transport_.writeReply(
-        {{"jsonrpc", "2.0"}, {"id", id}, {"error", {{"code", code}, {"message", message}}}});
+    transport_.writeReply(id, "error", {{"code", code}, {"message", message}});
 }
 
 }  // namespace brellin

@@ -24,7 +24,7 @@ class StdioLoop {
     void handle(const Request& request);
     boost::json::object initialize(const boost::json::object& params) const;
     boost::json::object callTool(const boost::json::object& params) const;
-    void resultResponse(const boost::json::value& id, boost::json::object result);
+    void resultResponse(const boost::json::value& id, const boost::json::object& result);
     void errorResponse(const boost::json::value& id, int code, std::string_view message);
 
     const MCPServer& server_;

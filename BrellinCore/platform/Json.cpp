@@ -3,6 +3,7 @@
 #include <boost/json/basic_parser_impl.hpp>
 #include <boost/json/value_stack.hpp>
 
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <new>
@@ -26,11 +27,13 @@ struct ValueBuilder {
     static constexpr std::size_t max_string_size = json::string::max_size();
     // NOLINTEND(readability-identifier-naming)
 
-    json::value_stack stack;
+    // Room for the values of a usual document on their way into it; a larger one takes more.
+    alignas(json::value) std::array<unsigned char, 1024> room;
+    json::value_stack stack{{}, room.data(), room.size()};
     std::string digits;
     std::size_t values = 0;
 
-    ValueBuilder() { stack.reset(); }
+    explicit ValueBuilder(json::storage_ptr memory) { stack.reset(std::move(memory)); }
 
     bool countValue(json::error_code& error) {
         if (++values > mostValues) {
@@ -107,10 +110,10 @@ struct ValueBuilder {
 
 }  // namespace
 
-std::optional<json::value> parse(std::string_view text) try {
+std::optional<json::value> parse(std::string_view text, json::storage_ptr memory) try {
     json::parse_options options;
     options.max_depth = deepestNesting;
-    json::basic_parser<ValueBuilder> parser(options);
+    json::basic_parser<ValueBuilder> parser(options, std::move(memory));
     json::error_code error;
     const std::size_t consumed = parser.write_some(false, text.data(), text.size(), error);
     if (error || consumed != text.size() || !parser.done()) {
@@ -121,8 +124,8 @@ std::optional<json::value> parse(std::string_view text) try {
     return std::nullopt;
 }
 
-std::optional<json::object> parseObject(std::string_view text) {
-    std::optional<json::value> document = parse(text);
+std::optional<json::object> parseObject(std::string_view text, json::storage_ptr memory) {
+    std::optional<json::value> document = parse(text, std::move(memory));
     if (!document || !document->is_object()) {
         return std::nullopt;
     }

@@ -24,10 +24,12 @@ inline constexpr std::size_t mostValues = 1'000'000;
 /// large to be held, or with a number beyond the range of a double. Of duplicate members the last counts.
 /// Integers are exact over the signed and unsigned 64-bit range; every other number is the double nearest
 /// to its digits.
-std::optional<boost::json::value> parse(std::string_view text);
+///
+/// @param memory where the document is put; it must outlive the result
+std::optional<boost::json::value> parse(std::string_view text, boost::json::storage_ptr memory = {});
 
 /// The same, but only a document whose top level is an object.
-std::optional<boost::json::object> parseObject(std::string_view text);
+std::optional<boost::json::object> parseObject(std::string_view text, boost::json::storage_ptr memory = {});
 
 /// The string member of that name; nullptr when there is none or it is of another type.
 const boost::json::string* stringMember(const boost::json::object& object, std::string_view name);

@@ -39,10 +39,24 @@ bool isPrintableAscii(char byte) {
     return byte > ' ' && byte <= '~';
 }
 
+bool isAscii(char byte) {
+    return static_cast<unsigned char>(byte) < 0x80;
+}
+
 }  // namespace
 
 bool isValid(std::string_view text) {
-    return ::utf8::is_valid(text.begin(), text.end());
+    // No sequence holds an ASCII byte, so each run of other bytes is valid or not by itself; most texts
+    // have few of them.
+    const auto* const end = text.end();
+    for (const auto* run = std::ranges::find_if_not(text, isAscii); run != end;) {
+        const auto* const runEnd = std::find_if(run, end, isAscii);
+        if (!::utf8::is_valid(run, runEnd)) {
+            return false;
+        }
+        run = std::find_if_not(runEnd, end, isAscii);
+    }
+    return true;
 }
 
 std::string repaired(std::string_view text) {

@@ -46,8 +46,9 @@ std::optional<NameWindow> matchingWindow(const Store& store, const SessionRecord
 
 ToolResult MCPServer::renderResolve(const std::string& query) const {
     const Census census = Census::take();
+    const bool mayBeRef = query.size() == SessionRecord::peerRefLength;
     for (const SessionRecord& record : census.sessions) {
-        if (record.name == query || record.peerRef() == query) {
+        if (record.name == query || (mayBeRef && record.peerRef() == query)) {
             return liveAnswer(query, record);
         }
     }

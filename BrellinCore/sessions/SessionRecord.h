@@ -2,6 +2,7 @@
 
 #include "BrellinCore/sessions/Liveness.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -24,6 +25,8 @@ struct SessionRecord {
     std::optional<std::int64_t> nameSince;    ///< "nameSince", carried unchanged
     std::optional<std::string> reportedStatus;  ///< "status": what the session says about itself
     std::optional<std::string> version;         ///< "version"
+
+    static constexpr std::size_t peerRefLength = 6;
 
     /// The short address: the first 6 hexadecimal digits of SHA-256 over "session:" and the socket path. A
     /// new process has a new socket, so it has another one. Absent without a socket path.

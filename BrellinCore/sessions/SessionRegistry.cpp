@@ -3,9 +3,14 @@
 #include "BrellinCore/platform/FileSystem.h"
 #include "BrellinCore/platform/Json.h"
 
+#include <boost/json/monotonic_resource.hpp>
+
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <limits>
+#include <map>
+#include <ranges>
 #include <utility>
 
 namespace brellin::SessionRegistry {
@@ -21,7 +26,10 @@ std::optional<std::string> optionalString(const boost::json::object& object, std
 }  // namespace
 
 std::optional<SessionRecord> recordInDocument(std::string_view text, const std::string& accountPath) {
-    const auto object = Json::parseObject(text);
+    // The document lives for this call only: its many small pieces lie side by side and go away at once.
+    std::array<unsigned char, 4096> room;
+    boost::json::monotonic_resource memory(room.data(), room.size());
+    const auto object = Json::parseObject(text, &memory);
     if (!object) {
         return std::nullopt;
     }
@@ -50,7 +58,8 @@ std::optional<SessionRecord> recordInDocument(std::string_view text, const std::
 
 std::vector<SessionRecord> records(const std::string& accountPath) {
     const std::string directory = accountPath + "/sessions/";
-    std::vector<SessionRecord> found;
+    // Sessions that started at the same time stay in the order of insertion, that of the file names.
+    std::multimap<std::int64_t, SessionRecord> byStart;
     for (const std::string& name :
          FileSystem::listDirectory(directory).value_or(std::vector<std::string>())) {
         if (!name.ends_with(".json")) {
@@ -58,10 +67,12 @@ std::vector<SessionRecord> records(const std::string& accountPath) {
         }
         const auto text = FileSystem::readFile(directory + name);
         if (auto record = text ? recordInDocument(*text, accountPath) : std::nullopt) {
-            found.push_back(std::move(*record));
+            byStart.emplace(record->startedAt, std::move(*record));
         }
     }
-    std::ranges::stable_sort(found, {}, &SessionRecord::startedAt);
+    std::vector<SessionRecord> found;
+    found.reserve(byStart.size());
+    std::ranges::move(std::views::values(byStart), std::back_inserter(found));
     return found;
 }
 

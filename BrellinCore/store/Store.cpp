@@ -13,16 +13,9 @@ namespace brellin {
 
 namespace {
 
-/// The text of a column; nullopt where the row has none.
-std::optional<std::string> text(const std::map<std::string, std::string>& row, const char* column) {
-    const auto entry = row.find(column);
-    return entry == row.end() ? std::nullopt : std::optional(entry->second);
-}
-
-/// The whole number in a column; nullopt where the row has none.
-std::optional<std::int64_t> number(const std::map<std::string, std::string>& row, const char* column) {
-    const auto entry = row.find(column);
-    return entry == row.end() ? std::nullopt : parseDecimal<std::int64_t>(entry->second);
+/// The whole number that a column's text holds; nullopt where it holds none.
+std::optional<std::int64_t> number(const std::optional<std::string>& text) {
+    return text ? parseDecimal<std::int64_t>(*text) : std::nullopt;
 }
 
 }  // namespace
@@ -132,7 +125,7 @@ void Store::rawExecForTesting(const std::string& sql) {
 std::set<std::string> Store::knownSessionIds() const {
     std::set<std::string> ids;
     for (Row& row : query(Statements::knownSessionIds, {})) {
-        if (auto id = text(row, "sessionId")) {
+        if (auto& id = row[0]) {
             ids.insert(std::move(*id));
         }
     }
@@ -146,20 +139,18 @@ std::vector<StoredSession> Store::sessions() const {
     }
     std::vector<StoredSession> sessions;
     for (const Row& row : rows) {
-        sessions.push_back({text(row, "sessionId").value_or(""), text(row, "accountPath").value_or(""),
-                            text(row, "cwd"), number(row, "startedAt"),
-                            number(row, "firstSeen").value_or(0), number(row, "lastSeen").value_or(0)});
+        sessions.push_back({row[0].value_or(""), row[1].value_or(""), row[2], number(row[3]),
+                            number(row[4]).value_or(0), number(row[5]).value_or(0)});
     }
     return sessions;
 }
 
 std::optional<CurrentName> Store::currentName(const std::string& sessionId) const {
     const std::vector<Row> rows = query(Statements::currentName, {sessionId});
-    auto name = rows.empty() ? std::nullopt : text(rows.front(), "name");
-    if (!name) {
+    if (rows.empty() || !rows.front()[0]) {
         return std::nullopt;
     }
-    return CurrentName{std::move(*name), text(rows.front(), "ref")};
+    return CurrentName{*rows.front()[0], rows.front()[1]};
 }
 
 bool Store::hasEvent(const std::string& sessionId, const std::string& kind) const {
@@ -169,8 +160,7 @@ bool Store::hasEvent(const std::string& sessionId, const std::string& kind) cons
 std::vector<NameWindow> Store::nameHistory(const std::string& sessionId) const {
     std::vector<NameWindow> windows;
     for (const Row& row : query(Statements::nameHistory, {sessionId})) {
-        windows.push_back({text(row, "name").value_or(""), text(row, "ref"),
-                           number(row, "validFrom").value_or(0), number(row, "validTo")});
+        windows.push_back({row[0].value_or(""), row[1], number(row[2]).value_or(0), number(row[3])});
     }
     return windows;
 }
@@ -178,8 +168,8 @@ std::vector<NameWindow> Store::nameHistory(const std::string& sessionId) const {
 std::vector<StoredEvent> Store::events(const std::string& sessionId) const {
     std::vector<StoredEvent> events;
     for (const Row& row : query(Statements::events, {sessionId})) {
-        events.push_back({number(row, "at").value_or(0), text(row, "kind").value_or(""),
-                          text(row, "detail"), text(row, "certainty").value_or("observed")});
+        events.push_back(
+            {number(row[0]).value_or(0), row[1].value_or(""), row[2], row[3].value_or("observed")});
     }
     return events;
 }
@@ -228,11 +218,9 @@ int Store::gatherRows(const Statement& statement, std::vector<Row>& rows) {
     for (; result == SQLITE_ROW; result = ::sqlite3_step(statement.get())) {
         Row row;
         for (int column = 0; column < ::sqlite3_column_count(statement.get()); ++column) {
-            const auto* content = ::sqlite3_column_text(statement.get(), column);
-            if (content != nullptr) {
-                row.insert_or_assign(::sqlite3_column_name(statement.get(), column),
-                                     reinterpret_cast<const char*>(content));
-            }
+            const auto* text =
+                reinterpret_cast<const char*>(::sqlite3_column_text(statement.get(), column));
+            row.push_back(text == nullptr ? std::nullopt : std::optional<std::string>(text));
         }
         rows.push_back(std::move(row));
     }

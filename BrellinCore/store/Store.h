@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <initializer_list>
-#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -144,7 +143,7 @@ class Store {
         void operator()(sqlite3_stmt* statement) const;
     };
     using Statement = std::unique_ptr<sqlite3_stmt, Finalizer>;
-    using Row = std::map<std::string, std::string>;
+    using Row = std::vector<std::optional<std::string>>;  ///< the columns' texts in the statement's order
 
     StoreError error(StoreError::Case kind) const;
     Statement prepare(const char* sql) const;

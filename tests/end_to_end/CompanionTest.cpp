@@ -1,12 +1,8 @@
 #include "BrellinCore/platform/Split.h"
-#include "tests/world/Database.h"
-#include "tests/world/Program.h"
-#include "tests/world/ServerDialogue.h"
-#include "tests/world/TemporaryDirectory.h"
+#include "tests/world/Household.h"
 
 #include <boost/json/parse.hpp>
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <chrono>
@@ -23,24 +19,17 @@ namespace {
 using namespace std::chrono_literals;
 using Words = std::vector<std::string>;
 
-/// The companion on a home and a data directory of its own.
-class Companion : public testing::Test {
+/// The companion, on declarations of the home's own account.
+class Companion : public world::Household {
   protected:
-    const world::TemporaryDirectory home_;
-    const std::string root_ = home_ / "data";
-    Environment environment_ = {{"HOME", home_.path()}, {"HAVRICK_ROOT", root_}};
-
     world::ProgramRun run(Words words) const {
         words.insert(words.begin(), HAVRICK_EXECUTABLE);
         return world::runProgram(words, environment_);
     }
-    /// Replaced all at once, so that nobody reads half a file.
-    void declare(std::string_view id, std::string_view members, std::int64_t pid) const {
-        const std::string written = home_.write(
-            ".claude/sessions/written",
-            world::singleQuoted(fmt::format("{{{}'sessionId':'{}','pid':{},'startedAt':7}}", members, id, pid)));
-        std::filesystem::rename(written, home_ / fmt::format(".claude/sessions/{}.json", id));
+    world::ProgramRun runShell(const std::string& arguments) const {
+        return world::runProgram({"/bin/bash", "-c", HAVRICK_EXECUTABLE " " + arguments}, environment_);
     }
+    void declare(std::string_view id, std::string_view members) const { Household::declare(".claude", id, members); }
     /// A recorder in the background: a child of this process that can be killed.
     world::LiveProcess recorder(const std::string& every) const {
         return world::LiveProcess({"/usr/bin/env", "HOME=" + home_.path(), "HAVRICK_ROOT=" + root_, HAVRICK_EXECUTABLE,
@@ -61,91 +50,55 @@ std::string changesIn(const std::string& output) {
 }  // namespace
 
 TEST_F(Companion, TellsWhatAnAgentIsTold) {
-    const world::LiveProcess process;
-    declare("abc", fmt::format("'name':'n','messagingSocketPath':'/s','procStart':'{}',", process.procStart()),
-            process.pid());
-    const std::tuple<Words, std::string, std::string> cases[] = {
-        {{"now"}, "havrick_now", ""},
-        {{"accounts"}, "havrick_accounts", ""},
-        {{"who", "abc"}, "havrick_who", "abc"},
-        {{"who", "x"}, "havrick_who", "x"},
-        {{"who", ""}, "havrick_who", ""},
-        {{"send", "a"}, "havrick_send", "a"},
-        {{"resolve", "n"}, "havrick_resolve", "n"},
-    };
-    for (const auto& [words, tool, argument] : cases) {
-        const auto answer = world::callTool(environment_, tool, argument);
+    declare("abc", reachable() + "'name':'n','startedAt':7,");
+    for (const Words& words :
+         {Words{"now"}, {"accounts"}, {"who", "abc"}, {"who", "x"}, {"who", ""}, {"send", "a"}, {"resolve", "n"}}) {
+        const auto answer = ask("havrick_" + words[0], words.size() == 1 ? "" : words[1]);
         const auto told = run(words);
         EXPECT_EQ(told.output, answer.text + "\n");
         EXPECT_EQ(told.errors, "");
-        EXPECT_EQ(told.exitStatus(), answer.isError ? 1 : 0) << tool;
+        EXPECT_EQ(told.exitStatus, answer.isError ? 1 : 0) << words[0];
     }
-    const auto now = boost::json::parse(run({"now", "--json"}).output);
-    EXPECT_EQ(now, (boost::json::value{
-                       {"accountCount", 1},
-                       {"sessions", boost::json::array{
-                                        {{"sessionId", "abc"},
-                                         {"pid", process.pid()},
-                                         {"accountPath", home_ / ".claude"},
-                                         {"startedAt", 7},
-                                         {"procStartRaw", process.procStart()},
-                                         {"socketPath", "/s"},
-                                         {"name", "n"},
-                                         {"peerRef", "59c7ba"},
-                                         {"peerAddress", "n [59c7ba]"},
-                                         {"accountLabel", "main"},
-                                         {"verdict", {{"state", "alive"}, {"method", "kill(pid,0) + procStart"}}}}}}}));
+    const std::string now = fmt::format(
+        R"({{"accountCount":1,"sessions":[{{"sessionId":"abc","pid":{},"accountPath":"{}/.claude","startedAt":7,)"
+        R"("procStartRaw":"{}","socketPath":"/s","name":"n","peerRef":"59c7ba","peerAddress":"n [59c7ba]",)"
+        R"("accountLabel":"main","verdict":{{"state":"alive","method":"kill(pid,0) + procStart"}}}}]}})",
+        process_.pid(), home_.path(), process_.procStart());
+    EXPECT_EQ(boost::json::parse(run({"now", "--json"}).output), boost::json::parse(now));
     const auto accounts = boost::json::parse(run({"accounts", "--json"}).output);
     EXPECT_EQ(accounts.at("accounts").at(0).at("sources"), (boost::json::array{"defaultHome"}));
     EXPECT_EQ(accounts.at("caveats").as_array().size(), 1U);
 }
 
 TEST_F(Companion, UsageErrorsGoToStandardError) {
-    for (const Words& words : {Words{},
-                               {"nonsense"},
-                               {"who"},
-                               {"now", "extra"},
-                               {"record", "--every", "x"},
-                               {"record", "--every", "-1"},
-                               {"record", "--every", "nan"},
-                               {"watch"},
-                               {"watch", "add"}}) {
-        const auto told = run(words);
-        EXPECT_EQ(told.exitStatus(), 2);
+    for (const char* arguments : {"", "nonsense", "who", "now extra", "record --every x", "record --every -1",
+                                  "record --every nan", "watch", "watch add"}) {
+        const auto told = runShell(arguments);
+        EXPECT_EQ(told.exitStatus, 2);
         EXPECT_EQ(told.output, "");
         EXPECT_TRUE(told.errors.starts_with("havrick: ")) << told.errors;
     }
     EXPECT_EQ(run({"--version"}).output, "havrick 1.0.2\n");
-    EXPECT_EQ(run({"watch", "scan", "--help"}).exitStatus(), 0);
-    EXPECT_EQ(
-        world::runProgram({"/bin/bash", "-c", std::string(HAVRICK_EXECUTABLE) + " --help >/dev/full"}).exitStatus(), 0);
-    const auto full =
-        world::runProgram({"/bin/bash", "-c", std::string(HAVRICK_EXECUTABLE) + " now >/dev/full"}, environment_);
-    EXPECT_EQ(full.exitStatus(), 1);
+    EXPECT_EQ(run({"watch", "scan", "--help"}).exitStatus, 0);
+    EXPECT_EQ(runShell("--help >/dev/full").exitStatus, 0);
+    const auto full = runShell("now >/dev/full");
+    EXPECT_EQ(full.exitStatus, 1);
     EXPECT_EQ(full.errors, "havrick: standard output cannot be written\n");
 }
 
 // The history is written by one executable and told by the other.
 TEST_F(Companion, RecordsWhatTheServerTells) {
-    const world::LiveProcess process;
-    const std::string alive = fmt::format("'messagingSocketPath':'/s','procStart':'{}',", process.procStart());
-    declare("abc-123456", alive + "'name':'old',", process.pid());
-    EXPECT_EQ(run({"history"}).exitStatus(), 1);
+    declare("abc-123456", reachable() + "'name':'old',");
+    EXPECT_EQ(run({"history"}).exitStatus, 1);
     EXPECT_FALSE(std::filesystem::exists(root_)) << "asking for a history makes none";
     EXPECT_EQ(changesIn(run({"record"}).output), "seen:abc-1234 ");
     EXPECT_EQ(run({"record"}).output, "");
-    EXPECT_FALSE(world::callTool(environment_, "havrick_send", "abc").isError);
-    EXPECT_TRUE(world::callTool(environment_, "havrick_who", "abc")
-                    .text.ends_with("  Events:\n    seen (observed) — first observation · account " +
-                                    (home_ / ".claude") +
-                                    "\n    send_prepared (observed) — address resolved: old [59c7ba]"));
-    declare("abc-123456", alive + "'name':'new',", process.pid());
+    declare("abc-123456", reachable() + "'name':'new',");
     const std::string renaming = run({"record"}).output;
     EXPECT_EQ(changesIn(renaming), "renamed:new ");
-    EXPECT_EQ(world::callTool(environment_, "havrick_resolve", "old").text,
-              fmt::format("`old` has EXPIRED (valid until {}).\n  The same session now answers to: new [59c7ba]\n"
-                          "  sessionId (stable): abc-123456",
-                          renaming.substr(0, renaming.find(" renamed"))));
+    EXPECT_TRUE(ask("havrick_resolve", "old")
+                    .text.starts_with("`old` has EXPIRED (valid until " +
+                                      renaming.substr(0, renaming.find(" renamed")) + ")."));
     std::filesystem::remove_all(home_ / ".claude");
     EXPECT_EQ(changesIn(run({"record"}).output), "undeclared:abc-1234 ");
     const std::string history = run({"history", "abc"}).output;
@@ -153,63 +106,63 @@ TEST_F(Companion, RecordsWhatTheServerTells) {
               fmt::format("abc-123456\n  account : {}/.claude\n  cwd     : unknown\n", home_.path()));
     EXPECT_NE(history.find(" to now — new [59c7ba]\n"), std::string::npos) << history;
     EXPECT_NE(history.find("+0000 — undeclared (observed) — no longer has a registry"), std::string::npos) << history;
-    EXPECT_EQ(run({"history", "zzz"}).exitStatus(), 1);
+    EXPECT_EQ(run({"history", "zzz"}).exitStatus, 1);
 }
 
 TEST_F(Companion, KeepsAWatchListAndScansIt) {
     const auto added = run({"watch", "add", "pid:1", "bogus", "pid:+1", "cmd:a/b"});
-    EXPECT_EQ(added.exitStatus(), 1);
+    EXPECT_EQ(added.exitStatus, 1);
     EXPECT_EQ(added.errors,
               "havrick: \"bogus\" is no watch spec: those are pid:<number>, cmd:<text> and port:<number>\n"
               "havrick: pid:1 is watched already\n");
     EXPECT_EQ(run({"watch", "remove", "pid:2"}).errors, "havrick: pid:2 is not watched\n");
     EXPECT_EQ(run({"watch", "list"}).output, "pid:1 — PID 1\ncmd:a/b — command ~ “a/b”\n");
     home_.write("data/watchlist.json", R"(["pid:0","x"])");
-    EXPECT_EQ(run({"watch", "add", "port:1"}).exitStatus(), 1);
+    EXPECT_EQ(run({"watch", "add", "port:1"}).exitStatus, 1);
     home_.write("data/watchlist.json", "no list");
-    EXPECT_EQ(run({"watch", "add", "port:1"}).exitStatus(), 1);
+    EXPECT_EQ(run({"watch", "add", "port:1"}).exitStatus, 1);
     EXPECT_EQ(world::contentOf(root_ + "/watchlist.json"), "no list") << "not without --force";
-    EXPECT_EQ(run({"watch", "add", "--force", "pid:0"}).exitStatus(), 0);
+    EXPECT_EQ(run({"watch", "add", "--force", "pid:0"}).exitStatus, 0);
     const auto scanned = run({"watch", "scan"});
     EXPECT_EQ(scanned.output.substr(scanned.output.find('\n')),
               "\n✕ PID 0\n    stale via kill(pid,0)\n    ⚠ no process with PID 0\n");
     EXPECT_FALSE(std::filesystem::exists(root_ + "/havrick.db"));
-    EXPECT_EQ(run({"watch", "scan", "--record"}).exitStatus(), 0);
+    EXPECT_EQ(run({"watch", "scan", "--record"}).exitStatus, 0);
     EXPECT_TRUE(run({"history", "pid:"}).output.starts_with("pid:0\n  watched : PID 0\n  seen    : "));
     std::filesystem::remove(root_ + "/havrick.db");
     home_.makeDirectory("data/havrick.db");
     const auto unrecorded = run({"watch", "scan", "--record"});
     EXPECT_EQ(unrecorded.output.substr(unrecorded.output.find('\n')), scanned.output.substr(scanned.output.find('\n')));
-    EXPECT_EQ(unrecorded.exitStatus(), 1);
+    EXPECT_EQ(unrecorded.exitStatus, 1);
     EXPECT_EQ(unrecorded.errors,
               "havrick: the history " + root_ + "/havrick.db cannot be opened: unable to open database file\n");
 }
 
 TEST_F(Companion, OneRecorderAtATimeAndItEndsWhenAsked) {
-    declare("abc", "", 0);
+    declare("abc", "");
     world::LiveProcess first = recorder("0.01");
     while (events().find("seen") == std::string::npos) {
         std::this_thread::sleep_for(5ms);
     }
     const auto second = run({"record"});
-    EXPECT_EQ(second.exitStatus(), 1);
+    EXPECT_EQ(second.exitStatus, 1);
     EXPECT_EQ(second.errors,
               fmt::format("havrick: a recorder is at work on {} already: process {}\n", root_, first.pid()));
     ::kill(first.pid(), SIGTERM);
     int status = -1;
     ASSERT_EQ(::waitpid(first.pid(), &status, 0), first.pid());
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    EXPECT_EQ(run({"record"}).exitStatus(), 0);
+    EXPECT_EQ(run({"record"}).exitStatus, 0);
 }
 
 TEST_F(Companion, LosesNothingHoweverItIsKilled) {
     std::mt19937 random(1);
     for (int id = 0; id < 50; ++id) {
-        declare(fmt::format("session-{}", id), "'name':'n',", 0);
+        declare(fmt::format("session-{}", id), "'name':'n',");
     }
     std::string before;
     for (int kill = 0; kill < 200; ++kill) {
-        declare(fmt::format("session-{}", random() % 50), fmt::format("'name':'{}',", random()), 0);
+        declare(fmt::format("session-{}", random() % 50), fmt::format("'name':'{}',", random()));
         {
             const world::LiveProcess killed = recorder("0");
             std::this_thread::sleep_for(std::chrono::microseconds(random() % 25000));
@@ -224,7 +177,7 @@ TEST_F(Companion, LosesNothingHoweverItIsKilled) {
         }
         before = after;
     }
-    EXPECT_EQ(run({"record"}).exitStatus(), 0);
+    EXPECT_EQ(run({"record"}).exitStatus, 0);
     EXPECT_EQ(world::sql(root_, "SELECT count(*), count(DISTINCT sessionId) FROM events WHERE kind='seen'"), "50|50")
         << "what a killed round left undone is made good";
 }
@@ -234,12 +187,11 @@ TEST_F(Companion, AllWritersSideBySideKeepTheHistoryWhole) {
     const char* seconds = std::getenv("HAVRICK_SOAK_SECONDS");
     const auto end =
         std::chrono::steady_clock::now() + std::chrono::seconds(seconds == nullptr ? 3 : std::atoi(seconds));
-    const world::LiveProcess process;
-    const std::string alive = fmt::format("'messagingSocketPath':'/s','procStart':'{}',", process.procStart());
-    declare("abc", alive + "'name':'n',", process.pid());
-    EXPECT_EQ(run({"record"}).exitStatus(), 0);
-    run({"watch", "add", fmt::format("pid:{}", process.pid()), "cmd:sleep", "port:1"});
-    const ToolResult expected = world::callTool(environment_, "havrick_send", "abc");
+    declare("abc", reachable() + "'name':'n',");
+    EXPECT_EQ(run({"record"}).exitStatus, 0);
+    run({"watch", "add", fmt::format("pid:{}", process_.pid()), "cmd:sleep", "port:1"});
+    const ToolResult expected = ask("havrick_send", "abc");
+    const std::string members = reachable();
 
     const auto repeat = [&](const std::function<void()>& work) {
         return std::thread([=] {
@@ -252,26 +204,26 @@ TEST_F(Companion, AllWritersSideBySideKeepTheHistoryWhole) {
     const auto writes = [&](const Words& words) {
         return [=, this] {
             const auto done = run(words);
-            EXPECT_TRUE(done.exitStatus() == 0 || done.errors.find("database is locked") != std::string::npos)
-                << done.status << done.errors;
+            EXPECT_TRUE(done.exitStatus == 0 || done.errors.find("database is locked") != std::string::npos)
+                << done.exitStatus << done.errors;
         };
     };
     int name = 0;
     std::thread renamer = repeat([&] {
-        declare("abc", fmt::format("{}'name':'n{}',", alive, ++name), process.pid());
+        declare("abc", fmt::format("{}'name':'n{}',", members, ++name));
         writes({"record"})();
     });
     std::thread scanner = repeat(writes({"watch", "scan", "--record"}));
     std::thread sender = repeat([&] {
-        const auto answer = world::callTool(environment_, "havrick_send", "abc");
-        EXPECT_EQ(answer.isError, false);
-        EXPECT_EQ(answer.text.size() >= expected.text.size(), true);
+        const auto answer = ask("havrick_send", "abc");
+        EXPECT_FALSE(answer.isError);
+        EXPECT_GE(answer.text.size(), expected.text.size());
     });
     renamer.join();
     scanner.join();
     sender.join();
-    EXPECT_EQ(run({"record"}).exitStatus(), 0);
-    EXPECT_EQ(run({"watch", "scan", "--record"}).exitStatus(), 0);
+    EXPECT_EQ(run({"record"}).exitStatus, 0);
+    EXPECT_EQ(run({"watch", "scan", "--record"}).exitStatus, 0);
     EXPECT_EQ(world::sql(root_, "PRAGMA integrity_check"), "ok");
     EXPECT_EQ(world::sql(root_, "SELECT name FROM names WHERE sessionId='abc' AND validTo IS NULL"),
               fmt::format("n{}", name))
@@ -280,12 +232,11 @@ TEST_F(Companion, AllWritersSideBySideKeepTheHistoryWhole) {
 
 TEST_F(Companion, EndsQuietlyWhenNobodyReadsOn) {
     for (int id = 0; id < 2000; ++id) {
-        declare(fmt::format("session-{}", id), "", 0);
+        declare(fmt::format("session-{}", id), "'pid':0,");
     }
-    const auto run = world::runProgram(
-        {"/bin/bash", "-c", std::string(HAVRICK_EXECUTABLE) + " now | head -1; echo ${PIPESTATUS[0]}"}, environment_);
-    EXPECT_EQ(run.output, "2000 declared sessions across 1 accounts:\n0\n");
-    EXPECT_EQ(run.errors, "");
+    const auto told = runShell("now | head -1; echo ${PIPESTATUS[0]}");
+    EXPECT_EQ(told.output, "2000 declared sessions across 1 accounts:\n0\n");
+    EXPECT_EQ(told.errors, "");
 }
 
 }  // namespace brellin

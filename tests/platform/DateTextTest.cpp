@@ -1,4 +1,5 @@
 #include "BrellinCore/platform/DateText.h"
+#include "BrellinCore/platform/Split.h"
 #include "tests/world/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -20,58 +21,35 @@ TEST(DateText, ReadsAProcessStartInUtc) {
 }
 
 TEST(DateText, RefusesEveryOtherForm) {
-    for (const std::string_view text : {
-             "",
-             "Mon Nov 3 09:05:07",
-             "Mon Nov 3 09:05:07 2026 ",
-             " Mon Nov 3 09:05:07 2026",
-             "Mon Nov  3 09:05:07 2026",
-             "Mon Nov 3 09:05:07 2026 UTC",
-             "mon Nov 3 09:05:07 2026",
-             "Monday Nov 3 09:05:07 2026",
-             "Lun Nov 3 09:05:07 2026",
-             "Mon November 3 09:05:07 2026",
-             "Mon Nov 0 09:05:07 2026",
-             "Mon Nov 31 09:05:07 2026",
-             "Mon Feb 29 09:05:07 2026",
-             "Mon Nov 003 09:05:07 2026",
-             "Mon Nov +3 09:05:07 2026",
-             "Mon Nov 3 9:05:07 2026",
-             "Mon Nov 3 24:00:00 2026",
-             "Mon Nov 3 09:60:07 2026",
-             "Mon Nov 3 09:05:60 2026",
-             "Mon Nov 3 09:05:-7 2026",
-             "Mon Nov 3 09:05:07 26",
-             "Mon Nov 3 09:05:07 20266",
-             "Mon\tNov 3 09:05:07 2026",
-         }) {
+    for (const std::string_view text : splitDroppingEmpty(
+             "Mon Nov 3 09:05:07|Mon Nov 3 09:05:07 2026 | Mon Nov 3 09:05:07 2026|Mon Nov  3 09:05:07 2026|"
+             "Mon Nov 3 09:05:07 2026 UTC|mon Nov 3 09:05:07 2026|Monday Nov 3 09:05:07 2026|Lun Nov 3 09:05:07 2026|"
+             "Mon November 3 09:05:07 2026|Mon Nov 0 09:05:07 2026|Mon Nov 31 09:05:07 2026|Mon Feb 29 09:05:07 2026|"
+             "Mon Nov 003 09:05:07 2026|Mon Nov +3 09:05:07 2026|Mon Nov 3 9:05:07 2026|Mon Nov 3 24:00:00 2026|"
+             "Mon Nov 3 09:60:07 2026|Mon Nov 3 09:05:60 2026|Mon Nov 3 09:05:-7 2026|Mon Nov 3 09:05:07 26|"
+             "Mon Nov 3 09:05:07 20266|Mon\tNov 3 09:05:07 2026",
+             "|")) {
         EXPECT_EQ(parseProcessStart(text, Zone::utc), std::nullopt) << text;
         EXPECT_EQ(parseProcessStart(text, Zone::local), std::nullopt) << text;
     }
 }
 
 TEST(DateText, ReadsLocalTimeInTheZoneOfTheProcess) {
-    struct Case {
-        const char* zone;
-        std::string_view local;
-        std::string_view utc;
-    };
-    for (const Case& each : {
-             Case{"UTC", "Mon Nov 2 09:05:07 2026", "Mon Nov 2 09:05:07 2026"},
-             Case{"Asia/Tokyo", "Mon Nov 2 08:05:07 2026", "Sun Nov 1 23:05:07 2026"},
-             Case{"America/St_Johns", "Thu Jan 1 12:00:00 2026", "Thu Jan 1 15:30:00 2026"},
-             Case{"America/St_Johns", "Wed Jul 1 12:00:00 2026", "Wed Jul 1 14:30:00 2026"},
-             Case{"Europe/Berlin", "Thu Jan 1 00:30:00 2026", "Wed Dec 31 23:30:00 2025"},
-             Case{"Europe/Berlin", "Wed Jul 1 12:00:00 2026", "Wed Jul 1 10:00:00 2026"},
-             // 02:30 came twice that night; 02:30 in March never came.
-             Case{"Europe/Berlin", "Sun Oct 25 02:30:00 2026", "Sun Oct 25 01:30:00 2026"},
-             Case{"Europe/Berlin", "Sun Mar 29 02:30:00 2026", "Sun Mar 29 01:30:00 2026"},
-         }) {
-        const world::ScopedVariable zone("TZ", each.zone);
+    const std::tuple<const char*, std::string_view, std::string_view> cases[] = {
+        {"UTC", "Mon Nov 2 09:05:07 2026", "Mon Nov 2 09:05:07 2026"},
+        {"Asia/Tokyo", "Mon Nov 2 08:05:07 2026", "Sun Nov 1 23:05:07 2026"},
+        {"America/St_Johns", "Thu Jan 1 12:00:00 2026", "Thu Jan 1 15:30:00 2026"},
+        {"America/St_Johns", "Wed Jul 1 12:00:00 2026", "Wed Jul 1 14:30:00 2026"},
+        {"Europe/Berlin", "Thu Jan 1 00:30:00 2026", "Wed Dec 31 23:30:00 2025"},
+        {"Europe/Berlin", "Wed Jul 1 12:00:00 2026", "Wed Jul 1 10:00:00 2026"},
+        {"Europe/Berlin", "Sun Oct 25 02:30:00 2026", "Sun Oct 25 01:30:00 2026"},   // came twice
+        {"Europe/Berlin", "Sun Mar 29 02:30:00 2026", "Sun Mar 29 01:30:00 2026"}};  // never came
+    for (const auto& [name, local, utc] : cases) {
+        const world::ScopedVariable zone("TZ", name);
         for (int again = 0; again < 2; ++again) {
-            const auto seconds = parseProcessStart(each.local, Zone::local);
-            ASSERT_TRUE(seconds) << each.zone << each.local;
-            EXPECT_EQ(DateText::processStartUTC(*seconds), each.utc) << each.zone << " " << each.local;
+            const auto seconds = parseProcessStart(local, Zone::local);
+            ASSERT_TRUE(seconds) << name << local;
+            EXPECT_EQ(DateText::processStartUTC(*seconds), utc) << name << " " << local;
             // What was asked before must not decide how the next text is read.
             parseProcessStart("Wed Jul 1 12:00:00 2026", Zone::local);
         }

@@ -11,15 +11,14 @@
 namespace brellin {
 
 TEST(Json, RefusesWhatIsNotOneDocument) {
-    const std::string deepest(Json::deepestNesting, '[');
-    for (const std::string& text :
-         {std::string(), std::string("{"), std::string("{} {}"), std::string("[1,]"), std::string("nul"),
-          std::string("{'a':1}"), std::string("1e400"), std::string("[-1e400]"), std::string("NaN"),
-          std::string("\"\xFF\""), std::string("{}\0", 3), std::string("\"\\ud800\""), std::string("01"),
-          "[" + deepest + std::string(Json::deepestNesting, ']') + "]", std::string(100000, '[')}) {
-        EXPECT_FALSE(Json::parse(text)) << text.substr(0, 20);
+    for (const char* text :
+         {"", "{", "{} {}", "[1,]", "nul", "{'a':1}", "1e400", "[-1e400]", "NaN", "\"\xFF\"", "\"\\ud800\"", "01"}) {
+        EXPECT_FALSE(Json::parse(text)) << text;
     }
-    EXPECT_TRUE(Json::parse(deepest + std::string(Json::deepestNesting, ']')));
+    EXPECT_FALSE(Json::parse({"{}\0", 3}));
+    const std::string deepest = std::string(Json::deepestNesting, '[') + std::string(Json::deepestNesting, ']');
+    EXPECT_TRUE(Json::parse(deepest));
+    EXPECT_FALSE(Json::parse("[" + deepest + "]"));
     EXPECT_FALSE(Json::parseObject("[]"));
 }
 

@@ -1,29 +1,13 @@
-#include "BrellinCore/platform/Decimal.h"
 #include "BrellinCore/platform/FilePath.h"
 #include "BrellinCore/platform/Utf8.h"
+#include "BrellinCore/server/Paths.h"
 #include "tests/world/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <limits>
 #include <string_view>
 
 namespace brellin {
-
-TEST(Decimal, ReadsASignAndDigitsAndNothingElse) {
-    EXPECT_EQ(parseDecimal<std::int32_t>("+007"), 7);
-    EXPECT_EQ(parseDecimal<std::int32_t>("-2147483648"), std::numeric_limits<std::int32_t>::min());
-    EXPECT_EQ(parseDecimal<std::int64_t>("-9223372036854775808"), std::numeric_limits<std::int64_t>::min());
-    EXPECT_EQ(parseDecimal<std::uint16_t>("65535"), 65535);
-    EXPECT_EQ(parseDecimal<std::uint16_t>("-0"), 0);
-    for (const std::string_view text :
-         {"", "+", "-", "+-1", "--1", " 1", "1 ", "1.0", "0x1", "2147483648", "-2147483649", "١"}) {
-        EXPECT_EQ(parseDecimal<std::int32_t>(text), std::nullopt) << text;
-    }
-    EXPECT_EQ(parseDecimal<std::uint16_t>("65536"), std::nullopt);
-    EXPECT_EQ(parseDecimal<std::uint16_t>("-1"), std::nullopt);
-}
 
 TEST(Utf8, TrimsUnicodeWhiteSpaceAtBothEndsOnly) {
     EXPECT_EQ(Utf8::trimmed("\u3000\t\r\n\u2028\u0085 a \u00A0b\u202F\v\f"), "a \u00A0b");
@@ -47,19 +31,31 @@ TEST(Utf8, CountsAndRepairsWholeCharacters) {
 TEST(FilePath, NormalizesToOneSpelling) {
     const world::ScopedVariable home("HOME", "/home/u/");
     const std::string here = FilePath::absolute("");
-    const std::pair<std::string_view, std::string> cases[] = {
-        {"~", "/home/u"},
-        {"~/.claude-work/", "/home/u/.claude-work"},
-        {"/home/u/x/.././/y/.", "/home/u/y"},
-        {"/../..", "/"},
-        {"//a//b//", "/a/b"},
-        {"relative/../x", here + "/x"},
-        {"~no-such-user/x", here + "/~no-such-user/x"},
-        {"~root/x", "/root/x"},
-        {"/a/~/b", "/a/~/b"},
-    };
+    const std::pair<std::string_view, std::string> cases[] = {{"~", "/home/u"},
+                                                              {"~/.claude-work/", "/home/u/.claude-work"},
+                                                              {"/home/u/x/.././/y/.", "/home/u/y"},
+                                                              {"/../..", "/"},
+                                                              {"//a//b//", "/a/b"},
+                                                              {"relative/../x", here + "/x"},
+                                                              {"~no-such-user/x", here + "/~no-such-user/x"},
+                                                              {"~root/x", "/root/x"},
+                                                              {"/a/~/b", "/a/~/b"}};
     for (const auto& [path, normalized] : cases) {
         EXPECT_EQ(FilePath::normalize(path), normalized) << path;
+    }
+}
+
+TEST(Paths, FindTheDataDirectory) {
+    const world::ScopedVariable home("HOME", "/home/u");
+    const std::string here = FilePath::absolute("");
+    EXPECT_EQ(Paths::root({}).native(), "/home/u/Library/Application Support/Havrick");
+    const std::pair<std::string_view, std::string> cases[] = {{"", "/home/u/Library/Application Support/Havrick"},
+                                                              {"~/data/", "/home/u/data"},
+                                                              {"  ", here + "/  "},
+                                                              {"a/./b", here + "/a/b"},
+                                                              {"/x/ y /.", "/x/ y /."}};
+    for (const auto& [value, root] : cases) {
+        EXPECT_EQ(Paths::root({{"HAVRICK_ROOT", std::string(value)}}).native(), root);
     }
 }
 

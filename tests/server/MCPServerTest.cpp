@@ -1,12 +1,8 @@
 #include "BrellinCore/server/MCPServer.h"
-#include "BrellinCore/server/Paths.h"
-#include "tests/world/TemporaryDirectory.h"
 
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 #include <gtest/gtest.h>
-
-#include <filesystem>
 
 namespace brellin {
 
@@ -21,15 +17,14 @@ TEST(MCPServer, ListsFiveToolsWithTheirSchemas) {
         for (auto& property : schema.at("properties").as_object()) {
             property.value().as_object()["description"] = "";
         }
-        schemas += std::string(tool.at("name").as_string()) + " " + json::serialize(schema) + "\n";
+        schemas += std::string(tool.at("name").as_string()) + json::serialize(schema) + "\n";
     }
-    const std::string bare = R"({"type":"object","properties":{}})";
-    const auto one = [](const std::string& name) {
-        return R"({"type":"object","properties":{")" + name + R"(":{"type":"string","description":""}},"required":[")" +
-               name + R"("]})";
-    };
-    EXPECT_EQ(schemas, "havrick_now " + bare + "\nhavrick_accounts " + bare + "\nhavrick_who " + one("sessionId") +
-                           "\nhavrick_send " + one("sessionId") + "\nhavrick_resolve " + one("query") + "\n");
+    EXPECT_EQ(schemas, R"(havrick_now{"type":"object","properties":{}}
+havrick_accounts{"type":"object","properties":{}}
+havrick_who{"type":"object","properties":{"sessionId":{"type":"string","description":""}},"required":["sessionId"]}
+havrick_send{"type":"object","properties":{"sessionId":{"type":"string","description":""}},"required":["sessionId"]}
+havrick_resolve{"type":"object","properties":{"query":{"type":"string","description":""}},"required":["query"]}
+)");
 }
 
 TEST(MCPServer, RefusesCallsItCannotAnswer) {
@@ -38,45 +33,20 @@ TEST(MCPServer, RefusesCallsItCannotAnswer) {
         "havrick_send needs a non-empty `sessionId`. Targets are named by sessionId, never by name: names are "
         "derived at fork, and a label that has moved would deliver to somebody else.";
     const std::string resolve = "havrick_resolve needs a non-empty `query`.";
-    struct Case {
-        std::string_view tool;
-        std::string_view arguments;
-        std::string text;
-    };
-    for (const auto& [tool, arguments, text] : {
-             Case{"havrick_who", "{}", who},
-             Case{"havrick_who", R"({"sessionId":""})", who},
-             Case{"havrick_who", R"({"sessionId":42})", who},
-             Case{"havrick_who", R"({"sessionid":"a"})", who},
-             Case{"havrick_send", R"({"sessionId":null})", send},
-             Case{"havrick_send", R"({"sessionId":["a"]})", send},
-             Case{"havrick_resolve", R"({"name":"a"})", resolve},
-             Case{"havrick_resolve", R"({"query":{"a":1}})", resolve},
-             Case{"Havrick_now", "{}", "Unknown verb: Havrick_now"},
-             Case{"", "{}", "Unknown verb: "},
-         }) {
-        const auto result = MCPServer().callTool(tool, json::parse(arguments).as_object());
-        EXPECT_EQ(result, (ToolResult{text, true})) << tool << arguments;
+    const std::tuple<std::string_view, std::string_view, std::string> cases[] = {
+        {"havrick_who", "{}", who},
+        {"havrick_who", R"({"sessionId":""})", who},
+        {"havrick_who", R"({"sessionId":42})", who},
+        {"havrick_who", R"({"sessionid":"a"})", who},
+        {"havrick_send", R"({"sessionId":null})", send},
+        {"havrick_send", R"({"sessionId":["a"]})", send},
+        {"havrick_resolve", R"({"name":"a"})", resolve},
+        {"havrick_resolve", R"({"query":{"a":1}})", resolve},
+        {"Havrick_now", "{}", "Unknown verb: Havrick_now"}};
+    for (const auto& [tool, arguments, text] : cases) {
+        EXPECT_EQ(MCPServer().callTool(tool, json::parse(arguments).as_object()), (ToolResult{text, true}))
+            << tool << arguments;
     }
-}
-
-TEST(Paths, FindTheDataDirectory) {
-    const world::ScopedVariable home("HOME", "/home/u");
-    const std::string standard = "/home/u/Library/Application Support/Havrick";
-    const std::string here = std::filesystem::current_path();
-    const std::pair<Environment, std::string> cases[] = {
-        {{}, standard},
-        {{{"HAVRICK_ROOT", ""}}, standard},
-        {{{"HAVRICK_ROOT", "~/data/"}}, "/home/u/data"},
-        {{{"HAVRICK_ROOT", "~"}}, "/home/u"},
-        {{{"HAVRICK_ROOT", "  "}}, here + "/  "},
-        {{{"HAVRICK_ROOT", "a/./b"}}, here + "/a/b"},
-        {{{"HAVRICK_ROOT", "/x/ y "}}, "/x/ y "},
-    };
-    for (const auto& [environment, root] : cases) {
-        EXPECT_EQ(Paths::root(environment).native(), root);
-    }
-    EXPECT_EQ(Paths::database("/x").native(), "/x/havrick.db");
 }
 
 }  // namespace brellin

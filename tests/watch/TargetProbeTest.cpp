@@ -2,14 +2,12 @@
 #include "BrellinCore/sessions/LivenessProbe.h"
 #include "BrellinCore/watch/TargetProbe.h"
 #include "BrellinCore/watch/TargetScanner.h"
-#include "tests/world/Database.h"
-#include "tests/world/Program.h"
-#include "tests/world/TemporaryDirectory.h"
+#include "tests/world/Household.h"
 
 #include <arpa/inet.h>
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace brellin {
@@ -18,32 +16,10 @@ namespace {
 
 using Snapshots = std::vector<ProcessSnapshot>;
 
-const TargetProbe::Enumerators theSystem = {TargetProbe::psSnapshot, TargetProbe::lsofPort,
-                                            LivenessProbe::processExists, LivenessProbe::processStartUTCString};
-
 TargetVerdict probeTheSystem(const WatchTarget& target) {
-    return TargetProbe::verdict(target, theSystem);
+    return TargetProbe::verdict(target, {TargetProbe::psSnapshot, TargetProbe::lsofPort, LivenessProbe::processExists,
+                                         LivenessProbe::processStartUTCString});
 }
-
-/// A TCP socket listening on a loopback port that the system picks.
-struct Listener {
-    Descriptor socket{::socket(AF_INET, SOCK_STREAM, 0)};
-    std::uint16_t port = 0;
-
-    explicit Listener(std::uint16_t wanted = 0) {
-        const int on = 1;
-        ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-        sockaddr_in address{AF_INET, htons(wanted), {htonl(INADDR_LOOPBACK)}, {}};
-        socklen_t size = sizeof(address);
-        auto* name = reinterpret_cast<sockaddr*>(&address);
-        EXPECT_EQ(::bind(socket.get(), name, size), 0);
-        EXPECT_EQ(::listen(socket.get(), 1), 0);
-        EXPECT_EQ(::getsockname(socket.get(), name, &size), 0);
-        port = ntohs(address.sin_port);
-    }
-};
-
-}  // namespace
 
 /// A verdict on one line: state, method, occupants, diagnostic.
 std::string summary(const TargetVerdict& verdict) {
@@ -54,52 +30,38 @@ std::string summary(const TargetVerdict& verdict) {
     return text + (verdict.diagnostic ? " · " + *verdict.diagnostic : "");
 }
 
+}  // namespace
+
 TEST(TargetProbe, DecidesFromWhatTheEnumeratorsSay) {
     const Snapshots table = {{30, "node a.js", "s"}, {12, "node b.js", {}}, {20, "vim", {}}, {12, "node c.js", {}}};
     const Snapshots two = {{9, "x", {}}, {8, "", {}}};
+    const Snapshots none;
     const std::string start = "Mon Nov 3 09:05:07 2026";
-    struct Case {
-        WatchTarget target;
-        std::optional<Snapshots> seen;  ///< the process table and the listeners
-        bool exists;
-        std::optional<std::string> start;
-        std::string verdict;
-    };
+    const std::string undecided = " — PID recycling cannot be ruled out";
     const auto node = WatchTarget::command("node");
     const auto port = WatchTarget::port(80);
-    const auto bare = WatchTarget::pid(7);
     const auto declared = WatchTarget::pid(7, start);
-    const Case cases[] = {
-        {node, table, false, {}, "alive ps [12@? node b.js] [12@? node c.js] [30@s node a.js]"},
-        {node, Snapshots{}, false, {}, "stale ps · no process whose argv contains “node”"},
-        {node, {}, false, {}, "unknown ps · ps could not be enumerated — the command’s presence cannot be decided"},
-        {port, two, false, {}, "alive lsof [8@? ] [9@? x]"},
-        {port, Snapshots{}, false, {}, "stale lsof · nobody is listening on port 80"},
-        {port, {}, false, {}, "unknown lsof · lsof could not run — the port’s occupant cannot be decided"},
-        {bare,
-         {},
-         true,
-         start,
-         "unknown kill(pid,0) [7@" + start +
-             " pid 7] · no procStart baseline — PID recycling "
-             "cannot be ruled out"},
-        {declared, {}, true, start, "alive kill(pid,0) + procStart [7@" + start + " pid 7]"},
-        {declared,
-         {},
-         true,
-         {},
-         "unknown kill(pid,0) [7@" + start +
-             " pid 7] · procStart unavailable (ps unreadable) "
-             "— PID recycling cannot be ruled out"},
-        {declared, {}, false, start, "stale kill(pid,0) · no process with PID 7"},
-    };
-    for (const Case& each : cases) {
-        const auto seen = [&] { return each.seen; };
+    const std::string seven = "[7@" + start + " pid 7]";
+    // What the process table and the listeners are, whether the process exists, and the verdict.
+    const std::tuple<WatchTarget, std::optional<Snapshots>, bool, std::string> cases[] = {
+        {node, table, false, "alive ps [12@? node b.js] [12@? node c.js] [30@s node a.js]"},
+        {node, none, false, "stale ps · no process whose argv contains “node”"},
+        {node, {}, false, "unknown ps · ps could not be enumerated — the command’s presence cannot be decided"},
+        {port, two, false, "alive lsof [8@? ] [9@? x]"},
+        {port, none, false, "stale lsof · nobody is listening on port 80"},
+        {port, {}, false, "unknown lsof · lsof could not run — the port’s occupant cannot be decided"},
+        {WatchTarget::pid(7), none, true, "unknown kill(pid,0) " + seven + " · no procStart baseline" + undecided},
+        {declared, none, true, "alive kill(pid,0) + procStart " + seven},
+        {declared, {}, true, "unknown kill(pid,0) " + seven + " · procStart unavailable (ps unreadable)" + undecided},
+        {declared, none, false, "stale kill(pid,0) · no process with PID 7"}};
+    for (const auto& each : cases) {
+        const auto& [target, seen, exists, expected] = each;
         const auto verdict = TargetProbe::verdict(
-            each.target, {seen, [&](std::uint16_t) { return each.seen; }, [&](std::int32_t) { return each.exists; },
-                          [&](std::int32_t) { return each.start; }});
-        EXPECT_EQ(verdict.target, each.target);
-        EXPECT_EQ(summary(verdict), each.verdict);
+            target, {[&] { return std::get<1>(each); }, [&](std::uint16_t) { return std::get<1>(each); },
+                     [&](std::int32_t) { return std::get<2>(each); },
+                     [&](std::int32_t) { return std::get<1>(each) ? std::optional(start) : std::nullopt; }});
+        EXPECT_EQ(verdict.target, target);
+        EXPECT_EQ(summary(verdict), expected);
     }
 }
 
@@ -114,35 +76,40 @@ TEST(TargetProbe, ReadsPsAndLsof) {
               (Snapshots{{100, "abd", {}}, {101, "", {}}}));
 }
 
-TEST(TargetProbe, FindsRealProcessesAndListeners) {
-    const std::string mark = fmt::format("1000.{}", ::getpid());
+TEST(TargetProbe, FindsRealProcesses) {
+    const std::string mark = fmt::format("sleep 1000.{}", ::getpid());
+    const WatchTarget command = WatchTarget::command(mark);
     std::int32_t pid = 0;
     {
-        const world::LiveProcess process({"/bin/sleep", mark});
+        const world::LiveProcess process({"/bin/sleep", mark.substr(6)});
         pid = process.pid();
-        const auto found = probeTheSystem(WatchTarget::command("sleep " + mark));
+        const auto found = probeTheSystem(command);
         ASSERT_EQ(found.occupants.size(), 1U) << found.diagnostic.value_or("");
         EXPECT_EQ(found.primaryOccupant()->pid, pid);
-        EXPECT_EQ(found.primaryOccupant()->command, "/bin/sleep " + mark);
+        EXPECT_EQ(found.primaryOccupant()->command, "/bin/" + mark);
         EXPECT_EQ(probeTheSystem(WatchTarget::pid(pid, process.procStart())).state, Liveness::alive);
-        EXPECT_EQ(probeTheSystem(WatchTarget::pid(pid)).state, Liveness::unknown);
     }
     EXPECT_EQ(probeTheSystem(WatchTarget::pid(pid)).state, Liveness::stale);
-    EXPECT_EQ(probeTheSystem(WatchTarget::command("sleep " + mark)).state, Liveness::stale);
+    EXPECT_EQ(probeTheSystem(command).state, Liveness::stale);
 }
 
 // A port held by one process, then by another, then by nobody.
 TEST(TargetHistory, TellsWhoHeldARealPort) {
+    Descriptor socket{::socket(AF_INET, SOCK_STREAM, 0)};
+    ASSERT_EQ(::listen(socket.get(), 1), 0) << "at a port that the system picks";
+    sockaddr_in address{};
+    socklen_t size = sizeof(address);
+    ASSERT_EQ(::getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+    const auto port = ntohs(address.sin_port);
+
     const world::TemporaryDirectory root;
     Store store(root.path());
-    Listener listener;
-    const WatchTarget target = WatchTarget::port(listener.port);
     const auto scan = [&](std::int64_t now) {
-        const auto outcome = TargetScanner::scan({target}, &store, true, now, probeTheSystem);
+        const auto outcome = TargetScanner::scan({WatchTarget::port(port)}, &store, true, now, probeTheSystem);
         EXPECT_EQ(outcome.writeError, std::nullopt);
-        return outcome.results.at(0);
+        return outcome.results.at(0).verdict;
     };
-    const auto first = *scan(1).verdict.primaryOccupant();
+    const auto first = scan(1).occupants.at(0);
     EXPECT_EQ(first.pid, ::getpid());
     EXPECT_EQ(first.startRaw, LivenessProbe::processStartUTCString(::getpid()));
     scan(2);
@@ -151,22 +118,14 @@ TEST(TargetHistory, TellsWhoHeldARealPort) {
         ::pause();
         ::_exit(0);
     }
-    listener.socket.close();
-    const auto second = *scan(3).verdict.primaryOccupant();
+    socket.close();
+    const auto second = scan(3).occupants.at(0);
     EXPECT_EQ(second.pid, heir);
     ::kill(heir, SIGKILL);
     ::waitpid(heir, nullptr, 0);
-    const auto last = scan(4);
-    EXPECT_EQ(last.verdict.state, Liveness::stale);
-    const std::string key = target.key().substr(5);
-    const std::vector<StoredEvent> events = {
-        {1, "occupied", fmt::format("port {}: held by {} [{}]", key, first.command, first.occupantRef()), "observed"},
-        {3, "reoccupied",
-         fmt::format("port {}: {} [{}] → {} [{}] · a new process, not who it was", key, first.command,
-                     first.occupantRef(), second.command, second.occupantRef()),
-         "observed"},
-        {4, "vacated", fmt::format("port {}: nobody holds it any more", key), "observed"}};
-    EXPECT_EQ(last.events, events);
+    EXPECT_EQ(scan(4).state, Liveness::stale);
+    EXPECT_EQ(world::sql(root.path(), "SELECT at, kind, certainty FROM events"),
+              "1|occupied|observed\n3|reoccupied|observed\n4|vacated|observed");
     EXPECT_EQ(world::sql(root.path(), "SELECT name, source, validFrom, validTo FROM names"),
               fmt::format("{}|measured|1|3\n{}|measured|3|4", first.command, second.command));
 }
@@ -209,10 +168,8 @@ TEST(TargetScanner, GivesEveryVerdictWhenNothingCanBeWritten) {
     TargetScanner::scan({targets[1]}, &store, true, 1, probe);
     store.appendEvent("port:1", "old", std::nullopt, "observed", 1);
     for (const char* table : {"sessions", "observations"}) {
-        store.rawExecForTesting(
-            fmt::format("CREATE TRIGGER no_{0} BEFORE INSERT ON {0} BEGIN SELECT RAISE(ABORT, "
-                        "'no \"{0}\"'); END",
-                        table));
+        store.rawExecForTesting(fmt::format(
+            "CREATE TRIGGER no_{0} BEFORE INSERT ON {0} BEGIN SELECT RAISE(ABORT, 'no \"{0}\"'); END", table));
     }
     const auto outcome = TargetScanner::scan(targets, &store, true, 2, probe);
     EXPECT_EQ(outcome.writeError, "history could not be written: step(\"no \\\"sessions\\\"\")");

@@ -37,10 +37,6 @@ void redirect(int descriptor, const std::string& path, int flags) {
 
 }  // namespace
 
-int ProgramRun::exitStatus() const {
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 ProgramRun runProgram(const std::vector<std::string>& command, const Environment& environment, std::string_view input) {
     // Files instead of pipes: nobody has to read while someone else writes.
     const TemporaryDirectory files;
@@ -56,11 +52,9 @@ ProgramRun runProgram(const std::vector<std::string>& command, const Environment
         redirect(STDERR_FILENO, files / "errors", O_WRONLY | O_CREAT);
         execute(command, variables);
     }
-    ProgramRun run;
-    EXPECT_EQ(::waitpid(pid, &run.status, 0), pid);
-    run.output = contentOf(files / "output");
-    run.errors = contentOf(files / "errors");
-    return run;
+    int status = -1;
+    EXPECT_EQ(::waitpid(pid, &status, 0), pid);
+    return {contentOf(files / "output"), contentOf(files / "errors"), WIFEXITED(status) ? WEXITSTATUS(status) : -1};
 }
 
 LiveProcess::LiveProcess(const std::vector<std::string>& command) : pid_(::fork()) {
@@ -81,12 +75,7 @@ std::string LiveProcess::procStart() const {
 }
 
 pid_t deadPid() {
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::_exit(0);
-    }
-    EXPECT_EQ(::waitpid(pid, nullptr, 0), pid);
-    return pid;
+    return LiveProcess().pid();
 }
 
 }  // namespace brellin::world

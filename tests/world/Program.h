@@ -15,8 +15,7 @@ namespace brellin::world {
 struct ProgramRun {
     std::string output;
     std::string errors;
-    int status = -1;  ///< as from waitpid
-    int exitStatus() const;
+    int exitStatus = -1;  ///< -1 when a signal ended it
 };
 
 /// Runs a program to its end with a small environment of its own (PATH and what is given).

@@ -40,15 +40,15 @@ std::string contentOf(const std::string& path) {
 }
 
 ScopedVariable::ScopedVariable(const char* name, const char* value) : name_(name) {
-    const char* before = std::getenv(name);
-    wasSet_ = before != nullptr;
-    before_ = wasSet_ ? before : "";
+    if (const char* before = std::getenv(name); before != nullptr) {
+        before_ = before;
+    }
     value == nullptr ? ::unsetenv(name) : ::setenv(name, value, 1);
     ::tzset();
 }
 
 ScopedVariable::~ScopedVariable() {
-    wasSet_ ? ::setenv(name_.c_str(), before_.c_str(), 1) : ::unsetenv(name_.c_str());
+    before_ ? ::setenv(name_.c_str(), before_->c_str(), 1) : ::unsetenv(name_.c_str());
     ::tzset();
 }
 

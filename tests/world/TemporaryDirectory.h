@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -37,8 +38,7 @@ class ScopedVariable {
 
   private:
     std::string name_;
-    std::string before_;
-    bool wasSet_;
+    std::optional<std::string> before_;
 };
 
 }  // namespace brellin::world

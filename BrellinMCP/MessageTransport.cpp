@@ -12,35 +12,22 @@
 
 namespace brellin {
 
-namespace {
-
-std::optional<Request> decode(std::string_view text) {
-    // Anything but an object is refused anyway; this way a hundred megabytes of array cost nothing.
-    if (!text.starts_with('{')) {
-        return std::nullopt;
+std::optional<Request> MessageTransport::next() {
+    forgetMessage();
+    while (const auto bytes = lines_.next()) {
+        const Line line = understand(*bytes);
+        if (line.request) {
+            return line.request;
+        }
+        if (!line.isBlank) {
+            writeDiagnostic("line ignored (not JSON, or has no method)");
+        }
+        forgetMessage();
     }
-    auto message = Json::parseObject(text);
-    const auto* method = message ? Json::stringMember(*message, "method") : nullptr;
-    if (method == nullptr) {
-        return std::nullopt;
-    }
-    Request request{std::string(std::string_view(*method)), std::nullopt, {}};
-    if (auto* id = message->if_contains("id")) {
-        request.id = std::move(*id);
-    }
-    if (auto* params = message->if_contains("params"); params != nullptr && params->is_object()) {
-        request.params = std::move(params->get_object());
-    }
-    return request;
+    return std::nullopt;
 }
 
-/// What a line turned out to be.
-struct Line {
-    bool isBlank = false;
-    std::optional<Request> request;
-};
-
-Line understand(std::string_view bytes) {
+MessageTransport::Line MessageTransport::understand(std::string_view bytes) {
     try {
         std::string repaired;
         if (!Utf8::isValid(bytes)) {
@@ -54,19 +41,24 @@ Line understand(std::string_view bytes) {
     }
 }
 
-}  // namespace
-
-std::optional<Request> MessageTransport::next() {
-    while (const auto bytes = lines_.next()) {
-        Line line = understand(*bytes);
-        if (line.request) {
-            return std::move(line.request);
-        }
-        if (!line.isBlank) {
-            writeDiagnostic("line ignored (not JSON, or has no method)");
-        }
+std::optional<Request> MessageTransport::decode(std::string_view text) {
+    // Anything but an object is refused anyway; this way a hundred megabytes of array cost nothing.
+    if (!text.starts_with('{')) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    message_ = Json::parseObject(text, &memory_);
+    const auto* method = message_ ? Json::stringMember(*message_, "method") : nullptr;
+    if (method == nullptr) {
+        return std::nullopt;
+    }
+    const auto* params = Json::objectMember(*message_, "params");
+    return Request{*method, message_->if_contains("id"), params != nullptr ? params : &noParams_};
+}
+
+/// Gives the memory of the last message back before the wait for the next one.
+void MessageTransport::forgetMessage() {
+    message_.reset();
+    memory_.release();
 }
 
 void MessageTransport::writeReply(const boost::json::value& id, std::string_view outcome,

@@ -3,20 +3,23 @@
 #include "BrellinCore/platform/Descriptor.h"
 #include "BrellinMCP/LineReader.h"
 
+#include <boost/json/monotonic_resource.hpp>
 #include <boost/json/object.hpp>
 #include <boost/json/value.hpp>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace brellin {
 
-/// One message from the host, reduced to what is ever looked at.
+/// One message from the host, reduced to what is ever looked at. It refers to memory of the transport,
+/// until the next request is asked for.
 struct Request {
-    std::string method;
-    std::optional<boost::json::value> id;  ///< any JSON value, null included; absent in a notification
-    boost::json::object params;            ///< empty when missing or no object
+    std::string_view method;
+    const boost::json::value* id = nullptr;  ///< any JSON value, null included; nullptr in a notification
+    const boost::json::object* params = nullptr;  ///< an empty one when missing or no object
 };
 
 /// Turns bytes into messages and replies into bytes: one JSON object per line. It knows no method by name.
@@ -43,9 +46,25 @@ class MessageTransport {
     void writeDiagnostic(std::string_view text);
 
   private:
+    /// What a line turned out to be.
+    struct Line {
+        bool isBlank = false;
+        std::optional<Request> request;
+    };
+
+    Line understand(std::string_view bytes);
+    std::optional<Request> decode(std::string_view text);
+    void forgetMessage();
+
     LineReader lines_;
     const Descriptor& output_;
     const Descriptor& errors_;
+
+    // A usual message fits into this room, so that answering it takes next to nothing from the heap.
+    std::array<unsigned char, 2048> room_{};
+    boost::json::monotonic_resource memory_{room_.data(), room_.size()};
+    std::optional<boost::json::object> message_;
+    const boost::json::object noParams_;
 };
 
 }  // namespace brellin

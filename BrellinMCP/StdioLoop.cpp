@@ -30,15 +30,15 @@ void StdioLoop::run() {
 
 void StdioLoop::handle(const Request& request) {
     // A request without an id is a notification: never answered, so there is nothing to work out.
-    if (!request.id) {
+    if (request.id == nullptr) {
         return;
     }
     if (request.method == "initialize") {
-        resultResponse(*request.id, initialize(request.params));
+        resultResponse(*request.id, initialize(*request.params));
     } else if (request.method == "tools/list") {
         resultResponse(*request.id, {{"tools", server_.tools()}});
     } else if (request.method == "tools/call") {
-        resultResponse(*request.id, callTool(request.params));
+        resultResponse(*request.id, callTool(*request.params));
     } else if (request.method == "ping") {
         resultResponse(*request.id, {});
     } else if (!request.method.starts_with("notifications/")) {

@@ -22,9 +22,9 @@ namespace {
 /// Writes the "seen" events that an earlier round owes: one that failed, or was killed, between a session's
 /// row and its event leaves the session known, and nothing else would ever tell when it was first seen.
 void makeGoodFirstSightings(Store& store, const std::vector<SessionRecord>& sessions, std::int64_t now) {
-    const std::set<std::string> known = store.knownSessionIds();
+    const std::set<std::string> unseen = store.sessionIdsWithoutEvent("seen");
     for (const SessionRecord& session : sessions) {
-        if (known.contains(session.sessionId) && !store.hasEvent(session.sessionId, "seen")) {
+        if (unseen.contains(session.sessionId)) {
             store.appendEvent(session.sessionId, "seen",
                               "first observation · account " + session.accountPath, "observed", now);
         }

@@ -123,6 +123,9 @@ ORDER BY validFrom DESC LIMIT 1;)sql";
 
 inline constexpr const char* hasEvent = "SELECT 1 FROM events WHERE sessionId=? AND kind=? LIMIT 1;";
 
+inline constexpr const char* sessionIdsWithoutEvent = R"sql(SELECT sessionId FROM sessions
+WHERE NOT EXISTS (SELECT 1 FROM events WHERE events.sessionId = sessions.sessionId AND kind = ?);)sql";
+
 inline constexpr const char* nameHistory =
     "SELECT name,ref,validFrom,validTo FROM names WHERE sessionId=? ORDER BY validFrom;";
 

@@ -123,13 +123,7 @@ void Store::rawExecForTesting(const std::string& sql) {
 }
 
 std::set<std::string> Store::knownSessionIds() const {
-    std::set<std::string> ids;
-    for (Row& row : query(Statements::knownSessionIds, {})) {
-        if (auto& id = row[0]) {
-            ids.insert(std::move(*id));
-        }
-    }
-    return ids;
+    return queryIds(Statements::knownSessionIds, {});
 }
 
 std::vector<StoredSession> Store::sessions() const {
@@ -155,6 +149,10 @@ std::optional<CurrentName> Store::currentName(const std::string& sessionId) cons
 
 bool Store::hasEvent(const std::string& sessionId, const std::string& kind) const {
     return !query(Statements::hasEvent, {sessionId, kind}).empty();
+}
+
+std::set<std::string> Store::sessionIdsWithoutEvent(const std::string& kind) const {
+    return queryIds(Statements::sessionIdsWithoutEvent, {kind});
 }
 
 std::vector<NameWindow> Store::nameHistory(const std::string& sessionId) const {
@@ -195,6 +193,16 @@ void Store::write(const char* sql, std::initializer_list<Value> values) {
     if (::sqlite3_step(statement.get()) != SQLITE_DONE) {
         throw error(StoreError::Case::step);  // made before the statement is finalized
     }
+}
+
+std::set<std::string> Store::queryIds(const char* sql, std::initializer_list<Value> values) const {
+    std::set<std::string> ids;
+    for (Row& row : query(sql, values)) {
+        if (auto& id = row[0]) {
+            ids.insert(std::move(*id));
+        }
+    }
+    return ids;
 }
 
 std::vector<Store::Row> Store::query(const char* sql, std::initializer_list<Value> values) const {

@@ -128,6 +128,9 @@ class Store {
 
     bool hasEvent(const std::string& sessionId, const std::string& kind) const;
 
+    /// Every id that has a row but no event of that kind.
+    std::set<std::string> sessionIdsWithoutEvent(const std::string& kind) const;
+
     /// Oldest window first.
     std::vector<NameWindow> nameHistory(const std::string& sessionId) const;
 
@@ -148,6 +151,7 @@ class Store {
     StoreError error(StoreError::Case kind) const;
     Statement prepare(const char* sql) const;
     void write(const char* sql, std::initializer_list<Value> values);
+    std::set<std::string> queryIds(const char* sql, std::initializer_list<Value> values) const;
     std::vector<Row> query(const char* sql, std::initializer_list<Value> values) const;
     /// Steps a statement to its end, gathering its rows; the result of the last step.
     static int gatherRows(const Statement& statement, std::vector<Row>& rows);

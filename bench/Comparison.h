@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <vector>
+
+namespace brellin::bench {
+
+using Seconds = std::chrono::duration<double>;
+
+/// One turn of some work; returns how long the part that counts took.
+using Turn = std::function<Seconds()>;
+
+/// Two ways to do the same work, as they compare.
+struct Comparison {
+    Seconds ours{};    ///< median
+    Seconds floor{};   ///< median
+    double ratio = 0;  ///< median of the ratios of neighbouring turns
+};
+
+/// How long the rows may take; one length for all, so that one word makes the run short.
+struct Patience {
+    Seconds perRow{5};
+};
+
+/// How long one call of the work takes.
+Seconds timed(const std::function<void()>& work);
+
+/// Lets the two take turns until the time is up, five pairs at least. The machine is seldom quiet, but what
+/// disturbs one turn of a pair usually disturbs the other, too; and who goes first changes from pair to
+/// pair.
+Comparison compare(const Patience& patience, const Turn& ours, const Turn& floor);
+
+double median(std::vector<double> values);
+
+}  // namespace brellin::bench

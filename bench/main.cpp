@@ -1,0 +1,29 @@
+#include "BrellinCore/platform/ProcessSetup.h"
+#include "bench/Rows.h"
+
+#include <fmt/format.h>
+
+#include <exception>
+#include <string_view>
+
+int main(int count, char** words) {
+    using namespace brellin::bench;
+    const bool quick = count == 2 && std::string_view(words[1]) == "--quick";
+    if (count > 1 && !quick) {
+        fmt::print(stderr, "usage: havrick-bench [--quick]\n");
+        return 2;
+    }
+    brellin::ProcessSetup::prepare();
+    try {
+        const Patience patience{Seconds(quick ? 1 : 8)};
+        Table table;
+        addProtocolRows(table, patience);
+        addReportRows(table, patience);
+        addRecordRows(table, patience);
+        addInProcessRows(table, patience);
+        return 0;
+    } catch (const std::exception& failure) {
+        fmt::print(stderr, "havrick-bench: {}\n", failure.what());
+        return 1;
+    }
+}

@@ -40,7 +40,7 @@ class WatchTarget {
 
     const Kind& kind() const { return kind_; }
 
-    /// The normal form of the spec, without a baseline.
+    /// This target as a spec in its normal form, without a baseline.
     std::string key() const;
 
     /// For people: "PID 4242", "command ~ “node”", "port 8080".

@@ -8,16 +8,16 @@ extern "C" {
 #endif
 
 /* Run one after the other when the store is opened; NULL ends the list. */
-extern const char *const opening_scripts[];
+extern const char* const opening_scripts[];
 
-extern const char *const record_account;
-extern const char *const known_session_ids;
-extern const char *const upsert_session;
-extern const char *const append_event;
-extern const char *const current_name;
-extern const char *const open_name;
-extern const char *const append_observation;
-extern const char *const name_history;
+extern const char* const record_account;
+extern const char* const known_session_ids;
+extern const char* const upsert_session;
+extern const char* const append_event;
+extern const char* const current_name;
+extern const char* const open_name;
+extern const char* const append_observation;
+extern const char* const name_history;
 
 #ifdef __cplusplus
 }

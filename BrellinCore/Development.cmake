@@ -5,7 +5,7 @@ set(package_directory "${CMAKE_INSTALL_LIBDIR}/cmake/BrellinCore")
 # Objects for link-time optimisation suit one version of one compiler. With GCC they hold machine code besides,
 # and only that is installed; elsewhere the library does without.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    target_compile_options(BrellinCore PRIVATE -ffat-lto-objects)
+    target_compile_options(BrellinCore PRIVATE $<$<CONFIG:Release>:-ffat-lto-objects>)
     set(make_portable "execute_process(COMMAND \"${CMAKE_OBJCOPY}\" --wildcard
         \"--remove-section=.gnu.lto_*\" \"--remove-section=.gnu.debuglto_*\" --strip-symbol=__gnu_lto_slim
         \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libBrellinCore.a\"

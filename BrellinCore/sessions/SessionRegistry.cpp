@@ -10,7 +10,6 @@
 #include <iterator>
 #include <limits>
 #include <map>
-#include <ranges>
 #include <utility>
 
 namespace brellin::SessionRegistry {
@@ -72,7 +71,9 @@ std::vector<SessionRecord> records(const std::string& accountPath) {
     }
     std::vector<SessionRecord> found;
     found.reserve(byStart.size());
-    std::ranges::move(std::views::values(byStart), std::back_inserter(found));
+    for (auto& [startedAt, record] : byStart) {
+        found.push_back(std::move(record));
+    }
     return found;
 }
 

@@ -132,6 +132,7 @@ std::vector<StoredSession> Store::sessions() const {
         throw error(StoreError::Case::step);
     }
     std::vector<StoredSession> sessions;
+    sessions.reserve(rows.size());
     for (const Row& row : rows) {
         sessions.push_back({row[0].value_or(""), row[1].value_or(""), row[2], number(row[3]),
                             number(row[4]).value_or(0), number(row[5]).value_or(0)});

@@ -48,9 +48,9 @@ TargetVerdict pidVerdict(const WatchTarget& target, const PidStart& pidStart,
     TargetVerdict verdict{
         target, liveness.state, std::move(liveness.method), std::move(liveness.diagnostic), {}};
     if (verdict.state != Liveness::stale) {
-        auto start = enumerators.start(pidStart.pid);
-        verdict.occupants.push_back({pidStart.pid, fmt::format("pid {}", pidStart.pid),
-                                     start ? std::move(start) : pidStart.procStartRaw});
+        const auto start = enumerators.start(pidStart.pid);
+        verdict.occupants.push_back(
+            {pidStart.pid, fmt::format("pid {}", pidStart.pid), start ? start : pidStart.procStartRaw});
     }
     return verdict;
 }

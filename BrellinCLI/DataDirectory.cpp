@@ -1,6 +1,6 @@
 #include "BrellinCLI/DataDirectory.h"
 
-#include "BrellinCLI/Rounds.h"
+#include "BrellinCLI/RepeatAtInterval.h"
 #include "BrellinCore/platform/Environment.h"
 #include "BrellinCore/server/Paths.h"
 
@@ -67,8 +67,8 @@ void JobLock::acquire() {
     lock_.reset();
     FileLock taken = DataDirectory::lock(name_, FileLock::Contention::refuse);
     if (taken.holder()) {
-        throw NotWorthRetrying(fmt::format("{} is at work on {} already: process {}", job_,
-                                           DataDirectory::path().string(), *taken.holder()));
+        throw PermanentError(fmt::format("{} is at work on {} already: process {}", job_,
+                                         DataDirectory::path().string(), *taken.holder()));
     }
     lock_.emplace(std::move(taken));
 }

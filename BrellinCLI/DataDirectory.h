@@ -39,7 +39,7 @@ class JobLock {
 
     /// Takes the lock, or takes it anew when its file has been deleted; nothing when it is held.
     ///
-    /// @throws NotWorthRetrying naming the process that does the job already
+    /// @throws PermanentError naming the process that does the job already
     void acquire();
 
   private:

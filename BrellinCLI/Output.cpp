@@ -1,7 +1,7 @@
 #include "BrellinCLI/Output.h"
 
 #include "BrellinCore/platform/StandardOutput.h"
-#include "BrellinCore/platform/Utf8.h"
+#include "BrellinCore/text/Utf8.h"
 
 #include <fmt/format.h>
 
@@ -43,7 +43,7 @@ std::string forTerminal(std::string_view text) {
     std::string result;
     for (std::size_t start = 0; start <= text.size();) {
         const std::size_t end = std::min(text.find('\n', start), text.size());
-        std::string line = Utf8::withControlsVisible(text.substr(start, end - start));
+        std::string line = Utf8::printable(text.substr(start, end - start));
         result += (coloured ? withColour(std::move(line)) : line) + "\n";
         start = end + 1;
     }
@@ -64,9 +64,9 @@ void print(std::string_view text) {
     }
 }
 
-void complain(std::string_view text) noexcept {
+void printError(std::string_view text) noexcept {
     try {
-        const std::string line = fmt::format("havrick: {}\n", Utf8::withControlsVisible(text));
+        const std::string line = fmt::format("havrick: {}\n", Utf8::printable(text));
         std::fwrite(line.data(), 1, line.size(), stderr);
     } catch (const std::exception&) {
         return;  // no memory for a complaint

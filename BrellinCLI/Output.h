@@ -25,6 +25,6 @@ void print(std::string_view text);
 
 /// Writes one line to standard error, "havrick: " before it, control characters made visible. Where that
 /// cannot be written there is nobody left to tell.
-void complain(std::string_view text) noexcept;
+void printError(std::string_view text) noexcept;
 
 }  // namespace brellin::cli

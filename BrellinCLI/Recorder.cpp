@@ -2,11 +2,11 @@
 
 #include "BrellinCLI/DataDirectory.h"
 #include "BrellinCLI/Output.h"
-#include "BrellinCLI/Rounds.h"
+#include "BrellinCLI/RepeatAtInterval.h"
 #include "BrellinCore/platform/Clock.h"
-#include "BrellinCore/platform/DateText.h"
-#include "BrellinCore/reports/Census.h"
+#include "BrellinCore/reports/Snapshot.h"
 #include "BrellinCore/store/Reconciler.h"
+#include "BrellinCore/text/DateText.h"
 
 #include <fmt/format.h>
 
@@ -35,14 +35,14 @@ void makeGoodFirstSightings(Store& store, const std::vector<SessionRecord>& sess
 ///
 /// @param oweSightings set while an earlier round may have left something undone
 void recordSnapshot(bool& oweSightings) {
-    const Census census = Census::take();
+    const Snapshot snapshot = Snapshot::take();
     const std::int64_t now = Clock::now();
     std::vector<std::string> changes;
     DataDirectory::withStore([&](Store& store) {
         if (std::exchange(oweSightings, true)) {
-            makeGoodFirstSightings(store, census.sessions, now);
+            makeGoodFirstSightings(store, snapshot.sessions, now);
         }
-        changes = Reconciler(store).reconcile(census.sessions, census.scan.accounts, now);
+        changes = Reconciler(store).reconcile(snapshot.sessions, snapshot.scan.accounts, now);
     });
     oweSightings = false;
     for (const std::string& change : changes) {
@@ -55,7 +55,7 @@ void recordSnapshot(bool& oweSightings) {
 void record(std::optional<double> every) {
     JobLock lock("recorder.lock", "a recorder");
     bool oweSightings = true;
-    runRounds(every, [&] {
+    repeatAtInterval(every, [&] {
         lock.acquire();
         recordSnapshot(oweSightings);
     });

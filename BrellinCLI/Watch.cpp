@@ -1,12 +1,12 @@
 #include "BrellinCLI/Watch.h"
 
 #include "BrellinCLI/DataDirectory.h"
-#include "BrellinCLI/Rounds.h"
+#include "BrellinCLI/RepeatAtInterval.h"
 #include "BrellinCore/platform/Clock.h"
-#include "BrellinCore/platform/DateText.h"
-#include "BrellinCore/platform/Utf8.h"
 #include "BrellinCore/reports/ReportText.h"
 #include "BrellinCore/sessions/LivenessProbe.h"
+#include "BrellinCore/text/DateText.h"
+#include "BrellinCore/text/Utf8.h"
 #include "BrellinCore/watch/TargetScanner.h"
 #include "BrellinCore/watch/WatchList.h"
 
@@ -27,9 +27,9 @@ WatchList::Loaded load() {
     const std::string file = WatchList::file(directory).string();
     WatchList::Loaded loaded = WatchList::load(directory);
     if (!loaded.isReadable) {
-        complain(fmt::format("warning: {} cannot be read as a list of watch specs", file));
+        printError(fmt::format("warning: {} cannot be read as a list of watch specs", file));
     } else if (loaded.skipped > 0) {
-        complain(
+        printError(
             fmt::format("warning: {} is damaged: {} of its entries are no watch specs and were skipped",
                         file, loaded.skipped));
     }
@@ -37,11 +37,11 @@ WatchList::Loaded load() {
 }
 
 /// A list with nothing in it is told, too: silence would look like a fault.
-ExitStatus tellEmptyList(const WatchList::Loaded& loaded) {
+ExitStatus reportEmptyList(const WatchList::Loaded& loaded) {
     if (!loaded.isReadable) {
         return ExitStatus::failure;
     }
-    complain("nothing is watched; `havrick watch add <spec>` changes that");
+    printError("nothing is watched; `havrick watch add <spec>` changes that");
     return ExitStatus::success;
 }
 
@@ -53,13 +53,13 @@ ExitStatus editList(const std::vector<std::string>& words, bool force,
     const std::filesystem::path directory = DataDirectory::path();
     WatchList::Loaded loaded = load();
     if (!force && (!loaded.isReadable || loaded.skipped > 0)) {
-        complain("nothing was changed; --force writes a new list over it");
+        printError("nothing was changed; --force writes a new list over it");
         return ExitStatus::failure;
     }
     std::size_t refused = 0;
     for (const std::string& word : words) {
         if (const auto reason = edit(loaded.list, word)) {
-            complain(*reason);
+            printError(*reason);
             ++refused;
         }
     }
@@ -128,7 +128,7 @@ class ScanRecorder {
         try {
             lock_.acquire();
             DataDirectory::withStore([&](Store& store) { outcome = probeAll(list, &store, now); });
-        } catch (const NotWorthRetrying&) {
+        } catch (const PermanentError&) {
             throw;
         } catch (const std::runtime_error& failure) {
             outcome = probeAll(list, nullptr, now);
@@ -166,7 +166,7 @@ ExitStatus remove(const std::vector<std::string>& keys, bool force) {
 ExitStatus list() {
     const WatchList::Loaded loaded = load();
     if (loaded.list.targets.empty()) {
-        return tellEmptyList(loaded);
+        return reportEmptyList(loaded);
     }
     ReportText text;
     for (const WatchTarget& target : loaded.list.targets) {
@@ -179,10 +179,10 @@ ExitStatus list() {
 ExitStatus scan(bool record, std::optional<double> every) {
     ScanRecorder recorder;
     ExitStatus status = ExitStatus::success;
-    runRounds(every, [&] {
+    repeatAtInterval(every, [&] {
         const WatchList::Loaded loaded = load();
         if (loaded.list.targets.empty()) {
-            status = tellEmptyList(loaded);
+            status = reportEmptyList(loaded);
             return;
         }
         const std::int64_t now = Clock::now();

@@ -1,7 +1,7 @@
-#include "BrellinCLI/AgentAnswers.h"
-#include "BrellinCLI/History.h"
+#include "BrellinCLI/HistoryCommand.h"
 #include "BrellinCLI/Output.h"
 #include "BrellinCLI/Recorder.h"
+#include "BrellinCLI/ToolCommands.h"
 #include "BrellinCLI/Watch.h"
 #include "BrellinCore/platform/ProcessSetup.h"
 #include "BrellinCore/server/BrellinVersion.h"
@@ -36,9 +36,9 @@ class CommandLine {
         app_.set_version_flag("--version", "havrick " + std::string(BrellinVersion::current));
         app_.require_subcommand(1);
         addLiveCommand("now", "Who is running now, across every account", "havrick_now",
-                       AgentAnswers::printNowAsJson);
+                       ToolCommands::printNowAsJson);
         addLiveCommand("accounts", "The accounts on this machine, and how each was found",
-                       "havrick_accounts", AgentAnswers::printAccountsAsJson);
+                       "havrick_accounts", ToolCommands::printAccountsAsJson);
         addQuestion("who", "One session: its identity, names and events", "havrick_who", "sessionId",
                     "The session's id, in full or as a prefix");
         addQuestion("send", "Prepare a message to a session: check it, give its exact address",
@@ -68,9 +68,9 @@ class CommandLine {
             return ExitStatus::success;
         }
         const std::vector<std::string> unknown = app_.remaining(true);
-        complain(unknown.empty() ? error.what()
-                                 : "there is no command or option \"" + unknown.front() + "\"");
-        complain("`havrick --help` lists the commands, `havrick <command> --help` explains one");
+        printError(unknown.empty() ? error.what()
+                                   : "there is no command or option \"" + unknown.front() + "\"");
+        printError("`havrick --help` lists the commands, `havrick <command> --help` explains one");
         return ExitStatus::usage;
     }
 
@@ -80,7 +80,7 @@ class CommandLine {
         command->add_flag("--json", asJson_, "Print the facts as one JSON document");
         command->callback([this, tool, printAsJson] {
             command_ = [this, tool, printAsJson] {
-                return asJson_ ? printAsJson() : AgentAnswers::printAnswer(tool);
+                return asJson_ ? printAsJson() : ToolCommands::printAnswer(tool);
             };
         });
     }
@@ -91,7 +91,7 @@ class CommandLine {
         command->add_option(argumentName, argument_, argumentDescription)->required();
         command->callback([this, tool, argumentName] {
             command_ = [this, tool, argumentName] {
-                return AgentAnswers::printAnswer(tool, argumentName, argument_);
+                return ToolCommands::printAnswer(tool, argumentName, argument_);
             };
         });
     }
@@ -113,7 +113,7 @@ class CommandLine {
         CLI::App* command =
             app_.add_subcommand("history", "What the history knows, sessions long gone included");
         command->add_option("idPrefix", argument_, "Only what has an id that begins so");
-        command->callback([this] { command_ = [this] { return History::show(argument_); }; });
+        command->callback([this] { command_ = [this] { return HistoryCommand::show(argument_); }; });
     }
 
     void addWatch() {
@@ -156,7 +156,7 @@ ExitStatus runCompanion(int count, char** words) {
     } catch (const ReaderGone&) {
         return ExitStatus::success;
     } catch (const std::exception& failure) {
-        complain(failure.what());
+        printError(failure.what());
         return ExitStatus::failure;
     }
 }

@@ -1,7 +1,7 @@
 #include "BrellinMCP/MessageTransport.h"
 
-#include "BrellinCore/platform/Json.h"
-#include "BrellinCore/platform/Utf8.h"
+#include "BrellinCore/text/Json.h"
+#include "BrellinCore/text/Utf8.h"
 
 #include <boost/json/serialize.hpp>
 #include <fmt/format.h>
@@ -13,21 +13,21 @@
 namespace brellin {
 
 std::optional<Request> MessageTransport::next() {
-    forgetMessage();
+    releaseMessage();
     while (const auto bytes = lines_.next()) {
-        const Line line = understand(*bytes);
+        const Line line = parseLine(*bytes);
         if (line.request) {
             return line.request;
         }
         if (!line.isBlank) {
             writeDiagnostic("line ignored (not JSON, or has no method)");
         }
-        forgetMessage();
+        releaseMessage();
     }
     return std::nullopt;
 }
 
-MessageTransport::Line MessageTransport::understand(std::string_view bytes) {
+MessageTransport::Line MessageTransport::parseLine(std::string_view bytes) {
     try {
         std::string repaired;
         if (!Utf8::isValid(bytes)) {
@@ -56,7 +56,7 @@ std::optional<Request> MessageTransport::decode(std::string_view text) {
 }
 
 /// Gives the memory of the last message back before the wait for the next one.
-void MessageTransport::forgetMessage() {
+void MessageTransport::releaseMessage() {
     message_.reset();
     memory_.release();
 }

@@ -52,9 +52,9 @@ class MessageTransport {
         std::optional<Request> request;
     };
 
-    Line understand(std::string_view bytes);
+    Line parseLine(std::string_view bytes);
     std::optional<Request> decode(std::string_view text);
-    void forgetMessage();
+    void releaseMessage();
 
     LineReader lines_;
     const Descriptor& output_;

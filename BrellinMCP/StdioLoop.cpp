@@ -1,8 +1,8 @@
 #include "BrellinMCP/StdioLoop.h"
 
 #include "BrellinCore/platform/Environment.h"
-#include "BrellinCore/platform/Json.h"
 #include "BrellinCore/server/Paths.h"
+#include "BrellinCore/text/Json.h"
 
 #include <fmt/format.h>
 

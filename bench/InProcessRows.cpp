@@ -1,7 +1,7 @@
-#include "BrellinCore/platform/DateText.h"
 #include "BrellinCore/server/MCPServer.h"
 #include "BrellinCore/sessions/SessionRegistry.h"
 #include "BrellinCore/store/Store.h"
+#include "BrellinCore/text/DateText.h"
 #include "BrellinMCP/StdioLoop.h"
 #include "bench/InProcessFloors.h"
 #include "bench/Rows.h"

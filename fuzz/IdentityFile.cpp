@@ -1,5 +1,5 @@
 #include "BrellinCore/accounts/IdentityReader.h"
-#include "BrellinCore/platform/Utf8.h"
+#include "BrellinCore/text/Utf8.h"
 #include "fuzz/Target.h"
 
 #include <boost/json/serialize.hpp>

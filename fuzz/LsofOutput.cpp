@@ -1,5 +1,5 @@
-#include "BrellinCore/platform/Utf8.h"
 #include "BrellinCore/sessions/LivenessProbe.h"
+#include "BrellinCore/text/Utf8.h"
 #include "BrellinCore/watch/TargetProbe.h"
 #include "fuzz/Target.h"
 

@@ -1,7 +1,7 @@
-#include "BrellinCore/platform/DateText.h"
-#include "BrellinCore/platform/Decimal.h"
-#include "BrellinCore/platform/Split.h"
 #include "BrellinCore/sessions/LivenessProbe.h"
+#include "BrellinCore/text/DateText.h"
+#include "BrellinCore/text/Decimal.h"
+#include "BrellinCore/text/Split.h"
 #include "fuzz/Target.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
-#include "BrellinCore/platform/DateText.h"
-#include "BrellinCore/platform/Json.h"
-#include "BrellinCore/platform/Utf8.h"
 #include "BrellinCore/sessions/SessionRegistry.h"
+#include "BrellinCore/text/DateText.h"
+#include "BrellinCore/text/Json.h"
+#include "BrellinCore/text/Utf8.h"
 #include "fuzz/Target.h"
 
 #include <boost/json/serialize.hpp>

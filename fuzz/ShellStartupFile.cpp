@@ -1,6 +1,6 @@
 #include "BrellinCore/accounts/ShellAliases.h"
-#include "BrellinCore/platform/Decimal.h"
-#include "BrellinCore/platform/Utf8.h"
+#include "BrellinCore/text/Decimal.h"
+#include "BrellinCore/text/Utf8.h"
 #include "fuzz/Target.h"
 #include "tests/world/TemporaryDirectory.h"
 

@@ -1,4 +1,4 @@
-#include "BrellinCore/platform/Utf8.h"
+#include "BrellinCore/text/Utf8.h"
 #include "BrellinCore/watch/WatchList.h"
 #include "fuzz/Target.h"
 

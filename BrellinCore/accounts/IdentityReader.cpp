@@ -2,7 +2,7 @@
 
 #include "BrellinCore/platform/FilePath.h"
 #include "BrellinCore/platform/FileSystem.h"
-#include "BrellinCore/platform/Json.h"
+#include "BrellinCore/text/Json.h"
 
 namespace brellin::IdentityReader {
 

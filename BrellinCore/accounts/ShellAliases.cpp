@@ -2,8 +2,8 @@
 
 #include "BrellinCore/platform/FilePath.h"
 #include "BrellinCore/platform/FileSystem.h"
-#include "BrellinCore/platform/Split.h"
-#include "BrellinCore/platform/Utf8.h"
+#include "BrellinCore/text/Split.h"
+#include "BrellinCore/text/Utf8.h"
 
 #include <fmt/format.h>
 

@@ -33,7 +33,7 @@ struct DirectoryCloser {
 std::optional<std::string> readToEnd(const Descriptor& file, std::size_t expected) try {
     std::string content(expected + 1, '\0');
     std::size_t filled = 0;
-    while (filled <= largestReadableFile) {
+    while (filled <= maxFileSize) {
         if (filled == content.size()) {
             content.resize(content.size() * 2);
         }
@@ -97,7 +97,7 @@ std::optional<std::string> readFile(const std::string& path) {
         return std::nullopt;
     }
     const auto expected = static_cast<std::size_t>(status.st_size);
-    if (expected > largestReadableFile) {
+    if (expected > maxFileSize) {
         return std::nullopt;
     }
     return readToEnd(file, expected);

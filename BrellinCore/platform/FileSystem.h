@@ -14,7 +14,7 @@ namespace FileSystem {
 
 /// A larger file counts as unreadable: none of the files read here comes near it, and neither a sparse file
 /// of a terabyte nor one of gigabytes may delay an answer.
-inline constexpr std::size_t largestReadableFile = std::size_t{64} << 20U;
+inline constexpr std::size_t maxFileSize = std::size_t{64} << 20U;
 
 /// True when the path exists and is a directory; symbolic links are followed.
 bool isDirectory(const std::string& path);

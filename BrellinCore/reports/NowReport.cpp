@@ -1,8 +1,8 @@
-#include "BrellinCore/platform/Utf8.h"
-#include "BrellinCore/reports/Census.h"
 #include "BrellinCore/reports/ReportText.h"
+#include "BrellinCore/reports/Snapshot.h"
 #include "BrellinCore/server/MCPServer.h"
 #include "BrellinCore/sessions/LivenessProbe.h"
+#include "BrellinCore/text/Utf8.h"
 
 #include <set>
 #include <utility>
@@ -36,24 +36,24 @@ void appendSession(ReportText& report, const SessionRecord& record, std::string_
 }  // namespace
 
 std::string MCPServer::renderNow() const {
-    const Census census = Census::take();
+    const Snapshot snapshot = Snapshot::take();
     ReportText report;
-    if (census.sessions.empty()) {
+    if (snapshot.sessions.empty()) {
         report.line(
             "No declared session across the {} accounts found. "
             "An empty `sessions/` directory is a normal state, not an error.",
-            census.scan.accounts.size());
+            snapshot.scan.accounts.size());
         return std::move(report).take();
     }
     std::set<std::string_view> accountsWithSessions;
-    for (const SessionRecord& record : census.sessions) {
+    for (const SessionRecord& record : snapshot.sessions) {
         accountsWithSessions.insert(record.accountPath);
     }
-    report.line("{} declared sessions across {} accounts:", census.sessions.size(),
+    report.line("{} declared sessions across {} accounts:", snapshot.sessions.size(),
                 accountsWithSessions.size());
     report.emptyLine();
-    for (const SessionRecord& record : census.sessions) {
-        appendSession(report, record, census.accountLabel(record.accountPath));
+    for (const SessionRecord& record : snapshot.sessions) {
+        appendSession(report, record, snapshot.accountLabel(record.accountPath));
     }
     return std::move(report).take();
 }

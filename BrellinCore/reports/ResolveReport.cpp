@@ -1,8 +1,8 @@
-#include "BrellinCore/platform/DateText.h"
-#include "BrellinCore/reports/Census.h"
-#include "BrellinCore/reports/History.h"
+#include "BrellinCore/reports/HistoryStore.h"
 #include "BrellinCore/reports/ReportText.h"
+#include "BrellinCore/reports/Snapshot.h"
 #include "BrellinCore/server/MCPServer.h"
+#include "BrellinCore/text/DateText.h"
 
 #include <utility>
 
@@ -45,21 +45,21 @@ std::optional<NameWindow> matchingWindow(const Store& store, const SessionRecord
 }  // namespace
 
 ToolResult MCPServer::renderResolve(const std::string& query) const {
-    const Census census = Census::take();
+    const Snapshot snapshot = Snapshot::take();
     const bool mayBeRef = query.size() == SessionRecord::peerRefLength;
-    for (const SessionRecord& record : census.sessions) {
+    for (const SessionRecord& record : snapshot.sessions) {
         if (record.name == query || (mayBeRef && record.peerRef() == query)) {
             return liveAnswer(query, record);
         }
     }
-    const auto store = History::open();
+    const auto store = HistoryStore::open();
     if (!store) {
         return {fmt::format("`{}` is not the address of any currently declared session, and "
                             "the history store is unavailable, so it cannot say whether it ever was.",
                             query),
                 true};
     }
-    for (const SessionRecord& record : census.sessions) {
+    for (const SessionRecord& record : snapshot.sessions) {
         if (const auto window = matchingWindow(*store, record, query)) {
             return expiredAnswer(query, *window, record);
         }

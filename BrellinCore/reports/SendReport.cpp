@@ -1,7 +1,7 @@
 #include "BrellinCore/platform/Clock.h"
-#include "BrellinCore/reports/Census.h"
-#include "BrellinCore/reports/History.h"
+#include "BrellinCore/reports/HistoryStore.h"
 #include "BrellinCore/reports/ReportText.h"
+#include "BrellinCore/reports/Snapshot.h"
 #include "BrellinCore/server/MCPServer.h"
 #include "BrellinCore/sessions/LivenessProbe.h"
 
@@ -59,7 +59,7 @@ const ClaudeAccount* callersAccount(const std::vector<ClaudeAccount>& accounts) 
 /// Leaves the audit trace. A store that cannot be written must not spoil the answer.
 void recordPreparedSend(const SessionRecord& target, const std::string& address, bool crossesAccounts) {
     const std::int64_t now = Clock::now();
-    const auto store = History::open();
+    const auto store = HistoryStore::open();
     if (!store) {
         return;
     }
@@ -76,8 +76,8 @@ void recordPreparedSend(const SessionRecord& target, const std::string& address,
 }  // namespace
 
 ToolResult MCPServer::renderSend(const std::string& sessionId) const {
-    const Census census = Census::take();
-    const SessionRecord* target = census.sessionWithIdPrefix(sessionId);
+    const Snapshot snapshot = Snapshot::take();
+    const SessionRecord* target = snapshot.sessionWithIdPrefix(sessionId);
     if (target == nullptr) {
         return notFound(sessionId);
     }
@@ -89,9 +89,9 @@ ToolResult MCPServer::renderSend(const std::string& sessionId) const {
     if (!address) {
         return noAddress(*target);
     }
-    const ClaudeAccount* caller = callersAccount(census.scan.accounts);
+    const ClaudeAccount* caller = callersAccount(snapshot.scan.accounts);
     const bool crossesAccounts = caller == nullptr || caller->path != target->accountPath;
-    const std::string_view targetLabel = census.accountLabel(target->accountPath);
+    const std::string_view targetLabel = snapshot.accountLabel(target->accountPath);
 
     ReportText report;
     report.line("The target is ALIVE. Send it yourself, with SendMessage:");

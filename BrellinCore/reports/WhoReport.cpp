@@ -1,8 +1,8 @@
-#include "BrellinCore/platform/DateText.h"
-#include "BrellinCore/reports/Census.h"
-#include "BrellinCore/reports/History.h"
+#include "BrellinCore/reports/HistoryStore.h"
 #include "BrellinCore/reports/ReportText.h"
+#include "BrellinCore/reports/Snapshot.h"
 #include "BrellinCore/server/MCPServer.h"
+#include "BrellinCore/text/DateText.h"
 
 #include <utility>
 
@@ -49,8 +49,8 @@ void appendEvents(ReportText& report, const std::vector<StoredEvent>& events) {
 }  // namespace
 
 ToolResult MCPServer::renderWho(const std::string& sessionId) const {
-    const Census census = Census::take();
-    const SessionRecord* record = census.sessionWithIdPrefix(sessionId);
+    const Snapshot snapshot = Snapshot::take();
+    const SessionRecord* record = snapshot.sessionWithIdPrefix(sessionId);
     ReportText report;
     if (record == nullptr) {
         report.line(
@@ -62,7 +62,7 @@ ToolResult MCPServer::renderWho(const std::string& sessionId) const {
         return {std::move(report).take(), true};
     }
     appendIdentity(report, *record);
-    if (const auto store = History::open()) {
+    if (const auto store = HistoryStore::open()) {
         appendNameHistory(report, store->nameHistory(record->sessionId));
         appendEvents(report, store->events(record->sessionId));
     }

@@ -1,7 +1,7 @@
 #include "BrellinCore/server/MCPServer.h"
 
-#include "BrellinCore/platform/Json.h"
-#include "BrellinCore/platform/Utf8.h"
+#include "BrellinCore/text/Json.h"
+#include "BrellinCore/text/Utf8.h"
 
 #include <fmt/format.h>
 

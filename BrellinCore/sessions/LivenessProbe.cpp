@@ -1,12 +1,12 @@
 #include "BrellinCore/sessions/LivenessProbe.h"
 
 #include "BrellinCore/platform/ChildProcess.h"
-#include "BrellinCore/platform/DateText.h"
-#include "BrellinCore/platform/Decimal.h"
 #include "BrellinCore/platform/ProcessTable.h"
-#include "BrellinCore/platform/Split.h"
 #include "BrellinCore/platform/SystemPrograms.h"
-#include "BrellinCore/platform/Utf8.h"
+#include "BrellinCore/text/DateText.h"
+#include "BrellinCore/text/Decimal.h"
+#include "BrellinCore/text/Split.h"
+#include "BrellinCore/text/Utf8.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 #include "BrellinCore/sessions/SessionRegistry.h"
 
 #include "BrellinCore/platform/FileSystem.h"
-#include "BrellinCore/platform/Json.h"
+#include "BrellinCore/text/Json.h"
 
 #include <boost/json/monotonic_resource.hpp>
 

@@ -1,7 +1,7 @@
 #include "BrellinCore/store/Reconciler.h"
 
-#include "BrellinCore/platform/Utf8.h"
 #include "BrellinCore/sessions/LivenessProbe.h"
+#include "BrellinCore/text/Utf8.h"
 
 #include <fmt/format.h>
 

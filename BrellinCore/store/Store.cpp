@@ -1,7 +1,7 @@
 #include "BrellinCore/store/Store.h"
 
-#include "BrellinCore/platform/Decimal.h"
 #include "BrellinCore/store/Statements.h"
+#include "BrellinCore/text/Decimal.h"
 
 #include <sqlite3.h>
 

@@ -1,11 +1,11 @@
 #include "BrellinCore/watch/TargetProbe.h"
 
 #include "BrellinCore/platform/ChildProcess.h"
-#include "BrellinCore/platform/Decimal.h"
-#include "BrellinCore/platform/Split.h"
 #include "BrellinCore/platform/SystemPrograms.h"
-#include "BrellinCore/platform/Utf8.h"
 #include "BrellinCore/sessions/LivenessProbe.h"
+#include "BrellinCore/text/Decimal.h"
+#include "BrellinCore/text/Split.h"
+#include "BrellinCore/text/Utf8.h"
 
 #include <fmt/format.h>
 

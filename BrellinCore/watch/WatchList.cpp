@@ -1,8 +1,8 @@
 #include "BrellinCore/watch/WatchList.h"
 
 #include "BrellinCore/platform/FileSystem.h"
-#include "BrellinCore/platform/Json.h"
-#include "BrellinCore/platform/Utf8.h"
+#include "BrellinCore/text/Json.h"
+#include "BrellinCore/text/Utf8.h"
 
 #include <boost/json/array.hpp>
 #include <boost/json/serialize.hpp>

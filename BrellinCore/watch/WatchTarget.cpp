@@ -1,6 +1,6 @@
 #include "BrellinCore/watch/WatchTarget.h"
 
-#include "BrellinCore/platform/Decimal.h"
+#include "BrellinCore/text/Decimal.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "BrellinCore/platform/Split.h"
+#include "BrellinCore/text/Split.h"
 #include "tests/world/Household.h"
 
 #include <boost/json/parse.hpp>

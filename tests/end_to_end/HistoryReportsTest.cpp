@@ -1,7 +1,7 @@
 #include "BrellinCore/accounts/AccountScanner.h"
-#include "BrellinCore/platform/DateText.h"
 #include "BrellinCore/sessions/SessionRegistry.h"
 #include "BrellinCore/store/Reconciler.h"
+#include "BrellinCore/text/DateText.h"
 #include "tests/world/Household.h"
 
 #include <fmt/format.h>

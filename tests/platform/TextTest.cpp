@@ -1,6 +1,6 @@
 #include "BrellinCore/platform/FilePath.h"
-#include "BrellinCore/platform/Utf8.h"
 #include "BrellinCore/server/Paths.h"
+#include "BrellinCore/text/Utf8.h"
 #include "tests/world/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>

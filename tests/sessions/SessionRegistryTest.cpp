@@ -1,5 +1,5 @@
-#include "BrellinCore/platform/Split.h"
 #include "BrellinCore/sessions/SessionRegistry.h"
+#include "BrellinCore/text/Split.h"
 #include "tests/world/TemporaryDirectory.h"
 
 #include <fmt/format.h>

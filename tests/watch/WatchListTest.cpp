@@ -1,4 +1,4 @@
-#include "BrellinCore/platform/Split.h"
+#include "BrellinCore/text/Split.h"
 #include "BrellinCore/watch/WatchList.h"
 #include "tests/world/TemporaryDirectory.h"
 

@@ -9,7 +9,7 @@
 namespace brellin::cli {
 
 /// A failure that another round would only meet again.
-class NotWorthRetrying : public std::runtime_error {
+class PermanentError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
@@ -18,7 +18,7 @@ class NotWorthRetrying : public std::runtime_error {
 /// the round in progress is then finished. What a round throws ends a single run; a repeated run tells it
 /// on standard error and tries again in its next round.
 ///
-/// @throws ReaderGone, NotWorthRetrying, and for a single run whatever the round threw
-void runRounds(std::optional<double> every, const std::function<void()>& round);
+/// @throws ReaderGone, PermanentError, and for a single run whatever the round threw
+void repeatAtInterval(std::optional<double> every, const std::function<void()>& round);
 
 }  // namespace brellin::cli

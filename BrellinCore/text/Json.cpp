@@ -1,4 +1,4 @@
-#include "BrellinCore/platform/Json.h"
+#include "BrellinCore/text/Json.h"
 
 #include <boost/json/basic_parser_impl.hpp>
 #include <boost/json/value_stack.hpp>
@@ -36,7 +36,7 @@ struct ValueBuilder {
     explicit ValueBuilder(json::storage_ptr memory) { stack.reset(std::move(memory)); }
 
     bool countValue(json::error_code& error) {
-        if (++values > mostValues) {
+        if (++values > maxValues) {
             error = json::error::array_too_large;
             return false;
         }
@@ -112,7 +112,7 @@ struct ValueBuilder {
 
 std::optional<json::value> parse(std::string_view text, json::storage_ptr memory) try {
     json::parse_options options;
-    options.max_depth = deepestNesting;
+    options.max_depth = maxDepth;
     json::basic_parser<ValueBuilder> parser(options, std::move(memory));
     json::error_code error;
     const std::size_t consumed = parser.write_some(false, text.data(), text.size(), error);

@@ -14,11 +14,11 @@ namespace brellin {
 namespace Json {
 
 /// Containers nested deeper than this make a text "not JSON".
-inline constexpr std::size_t deepestNesting = 512;
+inline constexpr std::size_t maxDepth = 512;
 
 /// So do more values than this: a hundred megabytes of "0,0,0," would take gigabytes as a document, and
 /// nothing that is read here comes near it.
-inline constexpr std::size_t mostValues = 1'000'000;
+inline constexpr std::size_t maxValues = 1'000'000;
 
 /// Parses one document. nullopt when the text is not JSON: malformed, not UTF-8, nested too deeply, too
 /// large to be held, or with a number beyond the range of a double. Of duplicate members the last counts.

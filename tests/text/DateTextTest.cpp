@@ -1,5 +1,5 @@
-#include "BrellinCore/platform/DateText.h"
-#include "BrellinCore/platform/Split.h"
+#include "BrellinCore/text/DateText.h"
+#include "BrellinCore/text/Split.h"
 #include "tests/world/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "BrellinCore/platform/Utf8.h"
+#include "BrellinCore/text/Utf8.h"
 
 #include <utf8.h>
 
@@ -66,7 +66,7 @@ std::string repaired(std::string_view text) {
     return result;
 }
 
-std::string withControlsVisible(std::string_view text) {
+std::string printable(std::string_view text) {
     const std::string valid = repaired(text);
     std::string visible;
     for (auto next = valid.begin(); next != valid.end();) {

@@ -19,7 +19,7 @@ std::string_view prefix(std::string_view text, std::size_t count);
 
 /// The text as it may go to a terminal: control characters (but for the tab), marks that turn the direction
 /// of writing, and malformed sequences become U+FFFD.
-std::string withControlsVisible(std::string_view text);
+std::string printable(std::string_view text);
 
 /// Without the white space and newline characters at both ends (Unicode's White_Space).
 std::string_view trimmed(std::string_view text);

@@ -9,12 +9,12 @@
 namespace brellin {
 
 /// The accounts of this machine and the sessions that they declare, as the disk has them at one moment.
-struct Census {
+struct Snapshot {
     AccountScan scan;
     std::vector<SessionRecord> sessions;  ///< account by account, oldest first within each
 
     /// Scans the user's home with this process's environment and reads every account's registry.
-    static Census take();
+    static Snapshot take();
 
     /// The label of the account at a path, "?" when the scan has none there.
     std::string_view accountLabel(std::string_view accountPath) const;

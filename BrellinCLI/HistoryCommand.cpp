@@ -1,9 +1,9 @@
-#include "BrellinCLI/History.h"
+#include "BrellinCLI/HistoryCommand.h"
 
 #include "BrellinCLI/DataDirectory.h"
-#include "BrellinCore/platform/DateText.h"
 #include "BrellinCore/reports/ReportText.h"
 #include "BrellinCore/server/Paths.h"
+#include "BrellinCore/text/DateText.h"
 #include "BrellinCore/watch/TargetReconciler.h"
 
 #include <fmt/format.h>
@@ -11,7 +11,7 @@
 #include <string_view>
 #include <utility>
 
-namespace brellin::cli::History {
+namespace brellin::cli::HistoryCommand {
 
 namespace {
 
@@ -73,7 +73,7 @@ ExitStatus show(const std::string& idPrefix) {
     const std::filesystem::path database = Paths::database(DataDirectory::path());
     std::error_code error;
     if (!std::filesystem::exists(database, error)) {
-        complain(
+        printError(
             error ? fmt::format("the history {} cannot be read: {}", database.string(), error.message())
                   : fmt::format("there is no history yet: {} does not exist (`havrick record` writes it)",
                                 database.string()));
@@ -83,13 +83,13 @@ ExitStatus show(const std::string& idPrefix) {
     std::size_t shown = 0;
     DataDirectory::readStore([&](const Store& store) { shown = appendEntries(text, store, idPrefix); });
     if (shown == 0) {
-        complain(idPrefix.empty()
-                     ? fmt::format("the history {} holds nothing yet", database.string())
-                     : fmt::format("the history holds nothing whose id begins with \"{}\"", idPrefix));
+        printError(idPrefix.empty()
+                       ? fmt::format("the history {} holds nothing yet", database.string())
+                       : fmt::format("the history holds nothing whose id begins with \"{}\"", idPrefix));
         return ExitStatus::failure;
     }
     print(std::move(text).take());
     return ExitStatus::success;
 }
 
-}  // namespace brellin::cli::History
+}  // namespace brellin::cli::HistoryCommand

@@ -1,4 +1,4 @@
-#include "BrellinCore/reports/Census.h"
+#include "BrellinCore/reports/Snapshot.h"
 
 #include "BrellinCore/accounts/AccountScanner.h"
 #include "BrellinCore/platform/Environment.h"
@@ -9,18 +9,18 @@
 
 namespace brellin {
 
-Census Census::take() {
+Snapshot Snapshot::take() {
     AccountScan scan = AccountScanner::scan(std::nullopt, processEnvironment());
     auto sessions = SessionRegistry::allRecords(scan.accounts);
     return {std::move(scan), std::move(sessions)};
 }
 
-std::string_view Census::accountLabel(std::string_view accountPath) const {
+std::string_view Snapshot::accountLabel(std::string_view accountPath) const {
     const auto account = std::ranges::find(scan.accounts, accountPath, &ClaudeAccount::path);
     return account == scan.accounts.end() ? "?" : std::string_view(account->label);
 }
 
-const SessionRecord* Census::sessionWithIdPrefix(std::string_view prefix) const {
+const SessionRecord* Snapshot::sessionWithIdPrefix(std::string_view prefix) const {
     const auto session = std::ranges::find_if(
         sessions, [&](const SessionRecord& record) { return record.sessionId.starts_with(prefix); });
     return session == sessions.end() ? nullptr : &*session;

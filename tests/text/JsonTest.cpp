@@ -1,4 +1,4 @@
-#include "BrellinCore/platform/Json.h"
+#include "BrellinCore/text/Json.h"
 
 #include <boost/json/serialize.hpp>
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@ TEST(Json, RefusesWhatIsNotOneDocument) {
         EXPECT_FALSE(Json::parse(text)) << text;
     }
     EXPECT_FALSE(Json::parse({"{}\0", 3}));
-    const std::string deepest = std::string(Json::deepestNesting, '[') + std::string(Json::deepestNesting, ']');
+    const std::string deepest = std::string(Json::maxDepth, '[') + std::string(Json::maxDepth, ']');
     EXPECT_TRUE(Json::parse(deepest));
     EXPECT_FALSE(Json::parse("[" + deepest + "]"));
     EXPECT_FALSE(Json::parseObject("[]"));

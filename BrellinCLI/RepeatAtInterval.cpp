@@ -1,4 +1,4 @@
-#include "BrellinCLI/Rounds.h"
+#include "BrellinCLI/RepeatAtInterval.h"
 
 #include "BrellinCore/platform/StopRequest.h"
 
@@ -9,21 +9,21 @@ namespace brellin::cli {
 
 namespace {
 
-void tellFailureOf(const std::function<void()>& round) {
+void reportFailureOf(const std::function<void()>& round) {
     try {
         round();
     } catch (const ReaderGone&) {
         throw;
-    } catch (const NotWorthRetrying&) {
+    } catch (const PermanentError&) {
         throw;
     } catch (const std::exception& failure) {
-        complain(failure.what());
+        printError(failure.what());
     }
 }
 
 }  // namespace
 
-void runRounds(std::optional<double> every, const std::function<void()>& round) {
+void repeatAtInterval(std::optional<double> every, const std::function<void()>& round) {
     if (!every) {
         round();
         return;
@@ -32,7 +32,7 @@ void runRounds(std::optional<double> every, const std::function<void()>& round) 
     const std::chrono::duration<double> pause(std::min(*every, longestPause));
     const StopRequest stop;
     do {
-        tellFailureOf(round);
+        reportFailureOf(round);
     } while (!stop.arrivesWithin(std::chrono::duration_cast<std::chrono::milliseconds>(pause)));
 }
 

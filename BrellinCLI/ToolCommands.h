@@ -8,7 +8,7 @@
 namespace brellin::cli {
 
 /// What an agent sees, for a person or a script.
-namespace AgentAnswers {
+namespace ToolCommands {
 
 /// Prints the text that an agent gets from a tool; failure when the answer is an error.
 ///
@@ -25,6 +25,6 @@ ExitStatus printNowAsJson();
 /// fields of its record that are present.
 ExitStatus printAccountsAsJson();
 
-}  // namespace AgentAnswers
+}  // namespace ToolCommands
 
 }  // namespace brellin::cli

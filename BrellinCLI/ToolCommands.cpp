@@ -1,9 +1,9 @@
-#include "BrellinCLI/AgentAnswers.h"
+#include "BrellinCLI/ToolCommands.h"
 
-#include "BrellinCore/platform/Utf8.h"
-#include "BrellinCore/reports/Census.h"
+#include "BrellinCore/reports/Snapshot.h"
 #include "BrellinCore/server/MCPServer.h"
 #include "BrellinCore/sessions/LivenessProbe.h"
+#include "BrellinCore/text/Utf8.h"
 
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
@@ -12,7 +12,7 @@
 #include <optional>
 #include <utility>
 
-namespace brellin::cli::AgentAnswers {
+namespace brellin::cli::ToolCommands {
 
 namespace json = boost::json;
 
@@ -25,7 +25,7 @@ void addIfPresent(json::object& object, std::string_view key, const std::optiona
     }
 }
 
-json::object factsOf(const SessionRecord& record, std::string_view accountLabel) {
+json::object toJson(const SessionRecord& record, std::string_view accountLabel) {
     json::object facts = {
         {"sessionId", record.sessionId}, {"pid", record.pid}, {"accountPath", record.accountPath}};
     addIfPresent(facts, "cwd", record.cwd);
@@ -47,7 +47,7 @@ json::object factsOf(const SessionRecord& record, std::string_view accountLabel)
     return facts;
 }
 
-json::object factsOf(const ClaudeAccount& account) {
+json::object toJson(const ClaudeAccount& account) {
     json::array sources;
     for (const ClaudeAccount::Source source : account.sources) {
         sources.emplace_back(rawValue(source));
@@ -80,24 +80,24 @@ ExitStatus printAnswer(std::string_view tool, std::string_view argumentName, con
 }
 
 ExitStatus printNowAsJson() {
-    const Census census = Census::take();
+    const Snapshot snapshot = Snapshot::take();
     json::array sessions;
-    for (const SessionRecord& record : census.sessions) {
-        sessions.push_back(factsOf(record, census.accountLabel(record.accountPath)));
+    for (const SessionRecord& record : snapshot.sessions) {
+        sessions.push_back(toJson(record, snapshot.accountLabel(record.accountPath)));
     }
-    printDocument({{"accountCount", census.scan.accounts.size()}, {"sessions", std::move(sessions)}});
+    printDocument({{"accountCount", snapshot.scan.accounts.size()}, {"sessions", std::move(sessions)}});
     return ExitStatus::success;
 }
 
 ExitStatus printAccountsAsJson() {
-    const Census census = Census::take();
+    const Snapshot snapshot = Snapshot::take();
     json::array accounts;
-    for (const ClaudeAccount& account : census.scan.accounts) {
-        accounts.push_back(factsOf(account));
+    for (const ClaudeAccount& account : snapshot.scan.accounts) {
+        accounts.push_back(toJson(account));
     }
-    json::array caveats(census.scan.caveats.begin(), census.scan.caveats.end());
+    json::array caveats(snapshot.scan.caveats.begin(), snapshot.scan.caveats.end());
     printDocument({{"accounts", std::move(accounts)}, {"caveats", std::move(caveats)}});
     return ExitStatus::success;
 }
 
-}  // namespace brellin::cli::AgentAnswers
+}  // namespace brellin::cli::ToolCommands

@@ -1,6 +1,6 @@
-#include "BrellinCore/platform/DateText.h"
+#include "BrellinCore/text/DateText.h"
 
-#include "BrellinCore/platform/Decimal.h"
+#include "BrellinCore/text/Decimal.h"
 
 #include <fmt/format.h>
 #include <time.h>  // NOLINT(modernize-deprecated-headers): timegm and gmtime_r are POSIX, not C++

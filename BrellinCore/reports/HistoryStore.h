@@ -6,12 +6,12 @@
 
 namespace brellin {
 
-namespace History {
+namespace HistoryStore {
 
 /// Opens the history at this process's data directory, creating it where missing; nullptr when it cannot be
 /// opened. A report opens it for the length of one call.
 std::unique_ptr<Store> open();
 
-}  // namespace History
+}  // namespace HistoryStore
 
 }  // namespace brellin

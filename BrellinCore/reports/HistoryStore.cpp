@@ -1,11 +1,11 @@
-#include "BrellinCore/reports/History.h"
+#include "BrellinCore/reports/HistoryStore.h"
 
 #include "BrellinCore/platform/Environment.h"
 #include "BrellinCore/server/Paths.h"
 
 #include <exception>
 
-namespace brellin::History {
+namespace brellin::HistoryStore {
 
 std::unique_ptr<Store> open() {
     try {
@@ -15,4 +15,4 @@ std::unique_ptr<Store> open() {
     }
 }
 
-}  // namespace brellin::History
+}  // namespace brellin::HistoryStore

@@ -1,12 +1,13 @@
 #include "BrellinCore/text/DateText.h"
 
+#include "BrellinCore/platform/LocalTime.h"
 #include "BrellinCore/text/Decimal.h"
 
 #include <fmt/format.h>
-#include <time.h>  // NOLINT(modernize-deprecated-headers): timegm and gmtime_r are POSIX, not C++
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 
 namespace brellin::DateText {
 
@@ -15,6 +16,7 @@ namespace {
 constexpr std::array<std::string_view, 7> weekdays = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 constexpr std::array<std::string_view, 12> months = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                      "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+constexpr std::int64_t secondsPerDay = 86400;
 
 /// The text up to the next space, taken off the front of `rest`; empty when there is none.
 std::string_view takeField(std::string_view& rest) {
@@ -32,101 +34,106 @@ std::optional<int> fixedNumber(std::string_view text, std::size_t digits) {
     return parseDecimal<int>(text);
 }
 
-int daysInMonth(int month, int year) {
-    constexpr std::array<int, 12> days = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-    return days.at(static_cast<std::size_t>(month)) + (month == 1 && leap ? 1 : 0);
-}
-
-bool readTime(std::string_view text, tm& fields) {
+/// Seconds since midnight for "HH:MM:SS".
+std::optional<int> secondOfDay(std::string_view text) {
     if (text.size() != 8 || text[2] != ':' || text[5] != ':') {
-        return false;
+        return std::nullopt;
     }
     const auto hour = fixedNumber(text.substr(0, 2), 2);
     const auto minute = fixedNumber(text.substr(3, 2), 2);
     const auto second = fixedNumber(text.substr(6, 2), 2);
     if (!hour || !minute || !second || *hour > 23 || *minute > 59 || *second > 59) {
-        return false;
+        return std::nullopt;
     }
-    fields.tm_hour = *hour;
-    fields.tm_min = *minute;
-    fields.tm_sec = *second;
-    return true;
+    return (*hour * 60 + *minute) * 60 + *second;
 }
 
-std::optional<tm> readFields(std::string_view text) {
+/// The seconds since the epoch that the text's fields would name if they were in UTC.
+std::optional<std::int64_t> readAsUTC(std::string_view text) {
     const std::string_view weekday = takeField(text);
     const auto month = std::ranges::find(months, takeField(text));
     const std::string_view dayText = takeField(text);
-    tm fields{};
-    const bool timeIsValid = readTime(takeField(text), fields);
+    const auto second = secondOfDay(takeField(text));
     const auto year = fixedNumber(text, 4);
     const auto day = fixedNumber(dayText, dayText.size() == 1 ? 1 : 2);
-    if (std::ranges::find(weekdays, weekday) == weekdays.end() || month == months.end() || !timeIsValid ||
+    if (std::ranges::find(weekdays, weekday) == weekdays.end() || month == months.end() || !second ||
         !year || !day) {
         return std::nullopt;
     }
-    fields.tm_mon = static_cast<int>(month - months.begin());
-    fields.tm_year = *year - 1900;
-    fields.tm_mday = *day;
-    if (*day < 1 || *day > daysInMonth(fields.tm_mon, *year)) {
+    const std::chrono::year_month_day date(
+        std::chrono::year(*year), std::chrono::month(static_cast<unsigned>(month - months.begin()) + 1),
+        std::chrono::day(static_cast<unsigned>(*day)));
+    if (!date.ok()) {
         return std::nullopt;
     }
-    return fields;
+    return std::chrono::sys_days(date).time_since_epoch().count() * secondsPerDay + *second;
 }
 
-/// mktime with a given answer to "is it summer time?"; nullopt when the zone has no such local time.
-std::optional<std::int64_t> localTime(tm fields, int isSummerTime) {
-    tm probe = fields;
-    probe.tm_isdst = isSummerTime;
-    probe.tm_wday = -1;  // stays untouched when mktime fails; its return value -1 is also a valid time
-    const time_t seconds = ::mktime(&probe);
-    const bool keptItsFields =
-        probe.tm_hour == fields.tm_hour && probe.tm_min == fields.tm_min && probe.tm_mday == fields.tm_mday;
-    if (probe.tm_wday == -1 || (isSummerTime >= 0 && (!keptItsFields || probe.tm_isdst != isSummerTime))) {
-        return std::nullopt;
+/// The instant at which local clocks show the fields that `shown` has in UTC.
+std::int64_t instantOfLocalTime(std::int64_t shown) {
+    // No zone is a day away from UTC, so one of these two offsets is in force when the clocks show it.
+    const std::int64_t before = LocalTime::utcOffset(shown - secondsPerDay);
+    const std::int64_t after = LocalTime::utcOffset(shown + secondsPerDay);
+    // Where clocks were set back both are, and the smaller offset names the later instant.
+    for (const std::int64_t offset : {std::min(before, after), std::max(before, after)}) {
+        if (LocalTime::utcOffset(shown - offset) == offset) {
+            return shown - offset;
+        }
     }
-    return seconds;
+    // Clocks skipped this time: whoever wrote it had not set them forward.
+    return shown - before;
+}
+
+/// The fields of an instant in UTC. Years are counted apart, since std::chrono ends at the year 32767.
+struct Calendar {
+    explicit Calendar(std::int64_t secondsSinceEpoch) {
+        constexpr std::int64_t daysPerCycle =
+            146097;  // after 400 years all dates, weekdays too, come again
+        constexpr std::int64_t yearsPerCycle = 400;
+        const std::int64_t day = floorDivide(secondsSinceEpoch, secondsPerDay);
+        const std::int64_t cycle = floorDivide(day, daysPerCycle);
+        const std::chrono::sys_days dayInCycle{std::chrono::days(day - cycle * daysPerCycle)};
+        date = dayInCycle;
+        year = static_cast<int>(date.year()) + cycle * yearsPerCycle;
+        weekday = std::chrono::weekday(dayInCycle).c_encoding();
+        const std::int64_t second = secondsSinceEpoch - day * secondsPerDay;
+        time = fmt::format("{:02}:{:02}:{:02}", second / 3600, second / 60 % 60, second % 60);
+    }
+
+    static std::int64_t floorDivide(std::int64_t dividend, std::int64_t divisor) {
+        return dividend / divisor - (dividend % divisor < 0 ? 1 : 0);
+    }
+
+    std::int64_t year;
+    std::chrono::year_month_day date;  ///< its month and day count, its year does not
+    std::size_t weekday;               ///< 0 is Sunday
+    std::string time;                  ///< "HH:MM:SS"
+};
+
+/// At least four digits, a minus sign before them where it is needed.
+std::string yearText(std::int64_t year) {
+    return fmt::format("{}{:04}", year < 0 ? "-" : "", year < 0 ? -year : year);
 }
 
 }  // namespace
 
 std::optional<std::int64_t> parseProcessStart(std::string_view text, Zone zone) {
-    auto fields = readFields(text);
-    if (!fields) {
-        return std::nullopt;
-    }
-    if (zone == Zone::utc) {
-        return ::timegm(&*fields);
-    }
-    // Left to itself, mktime answers a repeated hour by what it was asked before; asking both ways makes
-    // the answer depend on the text alone. An hour that the clock skipped is neither.
-    const auto standard = localTime(*fields, 0);
-    const auto summer = localTime(*fields, 1);
-    return standard || summer ? std::max(standard, summer) : localTime(*fields, -1);
+    const auto seconds = readAsUTC(text);
+    return seconds && zone == Zone::local ? instantOfLocalTime(*seconds) : seconds;
 }
 
 std::string processStartUTC(std::int64_t secondsSinceEpoch) {
-    const auto seconds = static_cast<time_t>(secondsSinceEpoch);
-    tm fields{};
-    if (::gmtime_r(&seconds, &fields) == nullptr) {
-        return {};
-    }
-    return fmt::format("{} {} {} {:02}:{:02}:{:02} {:04}",
-                       weekdays.at(static_cast<std::size_t>(fields.tm_wday)),
-                       months.at(static_cast<std::size_t>(fields.tm_mon)), fields.tm_mday, fields.tm_hour,
-                       fields.tm_min, fields.tm_sec, std::int64_t{fields.tm_year} + 1900);
+    const Calendar calendar(secondsSinceEpoch);
+    return fmt::format("{} {} {} {} {}", weekdays.at(calendar.weekday),
+                       months.at(static_cast<unsigned>(calendar.date.month()) - 1),
+                       static_cast<unsigned>(calendar.date.day()), calendar.time, yearText(calendar.year));
 }
 
 std::string timestampUTC(std::int64_t millisecondsSinceEpoch) {
-    const std::int64_t remainder = millisecondsSinceEpoch % 1000;
-    const auto seconds = static_cast<time_t>(millisecondsSinceEpoch / 1000 - (remainder < 0 ? 1 : 0));
-    tm fields{};
-    if (::gmtime_r(&seconds, &fields) == nullptr) {
-        return "unknown";
-    }
-    return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02} +0000", std::int64_t{fields.tm_year} + 1900,
-                       fields.tm_mon + 1, fields.tm_mday, fields.tm_hour, fields.tm_min, fields.tm_sec);
+    const Calendar calendar(Calendar::floorDivide(millisecondsSinceEpoch, 1000));
+    return fmt::format("{}-{:02}-{:02} {} +0000", yearText(calendar.year),
+                       static_cast<unsigned>(calendar.date.month()),
+                       static_cast<unsigned>(calendar.date.day()), calendar.time);
 }
 
 }  // namespace brellin::DateText

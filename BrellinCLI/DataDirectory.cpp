@@ -3,6 +3,7 @@
 #include "BrellinCLI/RepeatAtInterval.h"
 #include "BrellinCore/platform/Environment.h"
 #include "BrellinCore/server/Paths.h"
+#include "BrellinCore/store/DataFiles.h"
 
 #include <fmt/format.h>
 
@@ -39,7 +40,7 @@ std::filesystem::path path() {
 }
 
 void withStore(const std::function<void(Store&)>& work) {
-    const FileLock turn = lock("writer.lock", FileLock::Contention::wait);
+    const FileLock turn = lock(DataFiles::writerLock, FileLock::Contention::wait);
     openStore("written", work);
 }
 

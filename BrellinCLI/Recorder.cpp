@@ -5,6 +5,7 @@
 #include "BrellinCLI/RepeatAtInterval.h"
 #include "BrellinCore/platform/Clock.h"
 #include "BrellinCore/reports/Snapshot.h"
+#include "BrellinCore/store/DataFiles.h"
 #include "BrellinCore/store/Reconciler.h"
 #include "BrellinCore/text/DateText.h"
 
@@ -53,7 +54,7 @@ void recordSnapshot(bool& oweSightings) {
 }  // namespace
 
 void record(std::optional<double> every) {
-    JobLock lock("recorder.lock", "a recorder");
+    JobLock lock(DataFiles::recorderLock, "a recorder");
     bool oweSightings = true;
     repeatAtInterval(every, [&] {
         lock.acquire();

@@ -4,7 +4,7 @@
 #include "BrellinCLI/RepeatAtInterval.h"
 #include "BrellinCore/platform/Clock.h"
 #include "BrellinCore/reports/ReportText.h"
-#include "BrellinCore/sessions/LivenessProbe.h"
+#include "BrellinCore/store/DataFiles.h"
 #include "BrellinCore/text/DateText.h"
 #include "BrellinCore/text/Utf8.h"
 #include "BrellinCore/watch/TargetScanner.h"
@@ -49,7 +49,7 @@ ExitStatus reportEmptyList(const WatchList::Loaded& loaded) {
 /// word, nothing when it was done.
 ExitStatus editList(const std::vector<std::string>& words, bool force,
                     const std::function<std::optional<std::string>(WatchList&, const std::string&)>& edit) {
-    const FileLock onlyEditor = DataDirectory::lock("watchlist.lock", FileLock::Contention::wait);
+    const FileLock onlyEditor = DataDirectory::lock(DataFiles::watchListLock, FileLock::Contention::wait);
     const std::filesystem::path directory = DataDirectory::path();
     WatchList::Loaded loaded = load();
     if (!force && (!loaded.isReadable || loaded.skipped > 0)) {
@@ -77,8 +77,7 @@ ExitStatus editList(const std::vector<std::string>& words, bool force,
 std::optional<std::string> addSpec(WatchList& list, const std::string& spec) {
     const auto target = Utf8::isValid(spec) ? WatchTarget::fromSpec(spec) : std::nullopt;
     if (!target) {
-        return fmt::format("\"{}\" is no watch spec: those are pid:<number>, cmd:<text> and port:<number>",
-                           spec);
+        return fmt::format("\"{}\" is no watch spec; these are: {}", spec, WatchTarget::specForms());
     }
     if (!list.add(*target)) {
         return fmt::format("{} is watched already", target->key());
@@ -97,8 +96,8 @@ void appendResult(ReportText& text, const TargetScanResult& result) {
     if (verdict.diagnostic) {
         text.line("    ⚠ {}", *verdict.diagnostic);
     }
-    // The process table has local start times, the other enumerators give UTC.
-    const std::string_view zone = verdict.method == "ps" ? "local time" : "UTC";
+    const bool isLocal = TargetProbe::startZone(verdict.target) == DateText::Zone::local;
+    const std::string_view zone = isLocal ? "local time" : "UTC";
     for (const ProcessSnapshot& occupant : verdict.occupants) {
         text.line("    held by pid {} · {} · started {}", occupant.pid, occupant.command,
                   occupant.startRaw ? fmt::format("{} {}", *occupant.startRaw, zone) : "unknown");
@@ -110,9 +109,7 @@ void appendResult(ReportText& text, const TargetScanResult& result) {
 }
 
 TargetScanner::Outcome probeAll(const WatchList& list, Store* store, std::int64_t now) {
-    const TargetProbe::Enumerators system = {TargetProbe::psSnapshot, TargetProbe::lsofPort,
-                                             LivenessProbe::processExists,
-                                             LivenessProbe::processStartUTCString};
+    const auto system = TargetProbe::Enumerators::system();
     return TargetScanner::scan(list.targets, store, store != nullptr, now, [&](const WatchTarget& target) {
         return TargetProbe::verdict(target, system);
     });
@@ -138,7 +135,7 @@ class ScanRecorder {
     }
 
   private:
-    JobLock lock_{"watch-recorder.lock", "a recorder of watched targets"};
+    JobLock lock_{DataFiles::watchRecorderLock, "a recorder of watched targets"};
 };
 
 void printOutcome(const TargetScanner::Outcome& outcome, std::int64_t now) {

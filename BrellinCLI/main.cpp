@@ -5,6 +5,7 @@
 #include "BrellinCLI/Watch.h"
 #include "BrellinCore/platform/ProcessSetup.h"
 #include "BrellinCore/server/BrellinVersion.h"
+#include "BrellinCore/watch/WatchTarget.h"
 
 #include <CLI/CLI.hpp>
 
@@ -121,7 +122,7 @@ class CommandLine {
         watch->require_subcommand(1);
 
         CLI::App* add = watch->add_subcommand("add", "Add targets to the watch list");
-        add->add_option("spec", words_, "pid:<number>, cmd:<text> or port:<number>")->required();
+        add->add_option("spec", words_, WatchTarget::specForms())->required();
         add->add_flag("--force", force_, "Write over a damaged list");
         add->callback([this] { command_ = [this] { return Watch::add(words_, force_); }; });
 

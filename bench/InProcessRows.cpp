@@ -1,5 +1,6 @@
 #include "BrellinCore/server/MCPServer.h"
 #include "BrellinCore/sessions/SessionRegistry.h"
+#include "BrellinCore/store/DataFiles.h"
 #include "BrellinCore/store/Store.h"
 #include "BrellinCore/text/DateText.h"
 #include "BrellinMCP/StdioLoop.h"
@@ -145,7 +146,7 @@ void addInProcessRows(Table& table, const Patience& patience) {
         store.closeName(id, name);
         store.openName(id, "checkout-" + std::to_string(name), "6d1d1d", "derived", name);
     }
-    const InProcessFloors::Connection connection(root / Store::databaseName);
+    const InProcessFloors::Connection connection(root / DataFiles::database);
 
     measure(table,
             {pingRow(requests, nowhere), sessionRow(document), startTextRow(), timestampRow(),

@@ -1,4 +1,4 @@
-#include "BrellinCore/store/Store.h"
+#include "BrellinCore/store/DataFiles.h"
 #include "bench/Rows.h"
 #include "bench/SessionFiles.h"
 #include "bench/Spawn.h"
@@ -25,7 +25,7 @@ class Recorders {
         std::filesystem::create_directory(home_ / "floor");
         return timed([&] {
             run({FLOOR_RECORD_EXECUTABLE, home_ / ".claude/sessions",
-                 (home_ / "floor/") + Store::databaseName, home_ / ".claude"},
+                 (home_ / "floor/") + DataFiles::database, home_ / ".claude"},
                 {});
         });
     }

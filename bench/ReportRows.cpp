@@ -1,3 +1,4 @@
+#include "BrellinCore/store/DataFiles.h"
 #include "BrellinCore/store/Store.h"
 #include "bench/Conversation.h"
 #include "bench/Rows.h"
@@ -38,7 +39,7 @@ class DeadWorld {
         return [this, request] { return timed([&] { server_.ask(request); }); };
     }
     std::string sessions() const { return home_ / ".claude/sessions"; }
-    std::string database() const { return home_ / Store::databaseName; }
+    std::string database() const { return home_ / DataFiles::database; }
 
   private:
     void writeHistory(int count) {

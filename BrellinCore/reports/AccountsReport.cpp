@@ -36,7 +36,7 @@ std::string sourceWords(const ClaudeAccount& account) {
 
 }  // namespace
 
-std::string MCPServer::renderAccounts() const {
+std::string MCPServer::renderAccounts() {
     const AccountScan scan = AccountScanner::scan(std::nullopt, processEnvironment());
     ReportText report;
     report.line("{} entries:", scan.accounts.size());

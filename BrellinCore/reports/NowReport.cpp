@@ -35,7 +35,7 @@ void appendSession(ReportText& report, const SessionRecord& record, std::string_
 
 }  // namespace
 
-std::string MCPServer::renderNow() const {
+std::string MCPServer::renderNow() {
     const Snapshot snapshot = Snapshot::take();
     ReportText report;
     if (snapshot.sessions.empty()) {

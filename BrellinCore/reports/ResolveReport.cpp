@@ -44,7 +44,7 @@ std::optional<NameWindow> matchingWindow(const Store& store, const SessionRecord
 
 }  // namespace
 
-ToolResult MCPServer::renderResolve(const std::string& query) const {
+ToolResult MCPServer::renderResolve(const std::string& query) {
     const Snapshot snapshot = Snapshot::take();
     const bool mayBeRef = query.size() == SessionRecord::peerRefLength;
     for (const SessionRecord& record : snapshot.sessions) {

@@ -75,7 +75,7 @@ void recordPreparedSend(const SessionRecord& target, const std::string& address,
 
 }  // namespace
 
-ToolResult MCPServer::renderSend(const std::string& sessionId) const {
+ToolResult MCPServer::renderSend(const std::string& sessionId) {
     const Snapshot snapshot = Snapshot::take();
     const SessionRecord* target = snapshot.sessionWithIdPrefix(sessionId);
     if (target == nullptr) {

@@ -48,7 +48,7 @@ void appendEvents(ReportText& report, const std::vector<StoredEvent>& events) {
 
 }  // namespace
 
-ToolResult MCPServer::renderWho(const std::string& sessionId) const {
+ToolResult MCPServer::renderWho(const std::string& sessionId) {
     const Snapshot snapshot = Snapshot::take();
     const SessionRecord* record = snapshot.sessionWithIdPrefix(sessionId);
     ReportText report;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <span>
 #include <utility>
 
 namespace brellin {
@@ -37,61 +38,22 @@ struct Argument {
     std::string_view missingText;  ///< the answer when it is missing, empty or no string
 };
 
-struct Tool {
-    std::string_view name;
-    std::string_view description;
-    std::optional<Argument> argument;
-};
-
-// In catalogue order.
-constexpr std::array<Tool, 5> catalogue = {{
-    {"havrick_now",
-     "READ THIS FIRST. Who is running NOW, across every account on this machine: name, short address, "
-     "account, working directory, liveness verdict and the method it came from. Includes sessions on "
-     "accounts ListAgents does not show you.",
-     std::nullopt},
-    {"havrick_accounts",
-     "The Claude Code accounts on this machine, each with the SOURCE it was found through (default / "
-     "environment / alias / orphan directory) and what the enumeration does NOT cover. An account "
-     "configured with no directory on disk is reported, not omitted.",
-     std::nullopt},
-    {"havrick_who",
-     "One specific session: its identity, the full history of its names with validity windows, and "
-     "its events. Shows which name it answered to and when — useful when a message failed with \"No "
-     "agent named\".",
-     Argument{"sessionId", "The session UUID, in full or as a prefix.",
-              "havrick_who needs a non-empty `sessionId`."}},
-    {"havrick_send",
-     "Prepares a send to a session: resolves the target by `sessionId` (the stable key), checks "
-     "whether it is alive, says whether it is on your account or another, and gives you the EXACT "
-     "address to use with SendMessage. It does NOT deliver the message — the reply says why.",
-     Argument{"sessionId", "The target UUID, in full or as a prefix. NOT the name — names expire.",
-              "havrick_send needs a non-empty `sessionId`. Targets are named by sessionId, never by "
-              "name: names are derived at fork, and a label that has moved would deliver to somebody "
-              "else."}},
-    {"havrick_resolve",
-     "Given a name or a short address, says which session it is — including whether the name has "
-     "EXPIRED and who carries it now. Answers \"why does the address in my notes no longer deliver?\".",
-     Argument{"query", "A name (`kio-apps-2e`) or a ref (`6d1d1d`).",
-              "havrick_resolve needs a non-empty `query`."}},
-}};
-
-json::object inputSchema(const Tool& tool) {
+json::object inputSchema(const std::optional<Argument>& argument) {
     json::object properties;
-    if (tool.argument) {
-        properties[tool.argument->name] =
-            json::object{{"type", "string"}, {"description", tool.argument->description}};
+    if (argument) {
+        properties[argument->name] =
+            json::object{{"type", "string"}, {"description", argument->description}};
     }
     json::object schema{{"type", "object"}, {"properties", std::move(properties)}};
-    if (tool.argument) {
-        schema["required"] = json::array{tool.argument->name};
+    if (argument) {
+        schema["required"] = json::array{argument->name};
     }
     return schema;
 }
 
 /// The tool's argument as received; nullopt when it is missing, empty or no string.
-std::optional<std::string> validArgument(const Tool& tool, const json::object& arguments) {
-    const json::string* value = Json::stringMember(arguments, tool.argument->name);
+std::optional<std::string> validArgument(const Argument& argument, const json::object& arguments) {
+    const json::string* value = Json::stringMember(arguments, argument.name);
     if (value == nullptr || value->empty()) {
         return std::nullopt;
     }
@@ -100,15 +62,69 @@ std::optional<std::string> validArgument(const Tool& tool, const json::object& a
 
 }  // namespace
 
+struct MCPServer::Tool {
+    std::string_view name;
+    std::string_view description;
+    std::optional<Argument> argument;
+    /// The report. Its argument is the tool's own, not empty; without one the empty text.
+    ToolResult (*answer)(const std::string& argument);
+};
+
+std::span<const MCPServer::Tool> MCPServer::catalogue() {
+    static constexpr auto tools = std::to_array<Tool>({
+        {"havrick_now",
+         "READ THIS FIRST. Who is running NOW, across every account on this machine: name, short address, "
+         "account, working directory, liveness verdict and the method it came from. Includes sessions on "
+         "accounts ListAgents does not show you.",
+         std::nullopt,
+         [](const std::string& /*unused*/) {
+             return ToolResult{renderNow(), false};
+         }},
+        {"havrick_accounts",
+         "The Claude Code accounts on this machine, each with the SOURCE it was found through (default / "
+         "environment / alias / orphan directory) and what the enumeration does NOT cover. An account "
+         "configured with no directory on disk is reported, not omitted.",
+         std::nullopt,
+         [](const std::string& /*unused*/) {
+             return ToolResult{renderAccounts(), false};
+         }},
+        {"havrick_who",
+         "One specific session: its identity, the full history of its names with validity windows, and "
+         "its events. Shows which name it answered to and when — useful when a message failed with \"No "
+         "agent named\".",
+         Argument{"sessionId", "The session UUID, in full or as a prefix.",
+                  "havrick_who needs a non-empty `sessionId`."},
+         renderWho},
+        {"havrick_send",
+         "Prepares a send to a session: resolves the target by `sessionId` (the stable key), checks "
+         "whether it is alive, says whether it is on your account or another, and gives you the EXACT "
+         "address to use with SendMessage. It does NOT deliver the message — the reply says why.",
+         Argument{"sessionId", "The target UUID, in full or as a prefix. NOT the name — names expire.",
+                  "havrick_send needs a non-empty `sessionId`. Targets are named by sessionId, never by "
+                  "name: names are derived at fork, and a label that has moved would deliver to somebody "
+                  "else."},
+         renderSend},
+        {"havrick_resolve",
+         "Given a name or a short address, says which session it is — including whether the name has "
+         "EXPIRED and who carries it now. Answers \"why does the address in my notes no longer deliver?\".",
+         Argument{"query", "A name (`kio-apps-2e`) or a ref (`6d1d1d`).",
+                  "havrick_resolve needs a non-empty `query`."},
+         renderResolve},
+    });
+    static_assert(std::ranges::all_of(tools, [](const Tool& tool) { return tool.answer != nullptr; }));
+    return tools;
+}
+
 std::string_view MCPServer::instructions() const {
     return instructionsText;
 }
 
 json::array MCPServer::tools() const {
     json::array tools;
-    for (const Tool& tool : catalogue) {
-        tools.push_back(json::object{
-            {"name", tool.name}, {"description", tool.description}, {"inputSchema", inputSchema(tool)}});
+    for (const Tool& tool : catalogue()) {
+        tools.push_back(json::object{{"name", tool.name},
+                                     {"description", tool.description},
+                                     {"inputSchema", inputSchema(tool.argument)}});
     }
     return tools;
 }
@@ -122,32 +138,17 @@ ToolResult MCPServer::callTool(std::string_view name, const json::object& argume
     return result;
 }
 
-ToolResult MCPServer::answer(std::string_view name, const json::object& arguments) const {
-    const auto* tool = std::ranges::find(catalogue, name, &Tool::name);
-    if (tool == catalogue.end()) {
+ToolResult MCPServer::answer(std::string_view name, const json::object& arguments) {
+    const std::span<const Tool> tools = catalogue();
+    const auto tool = std::ranges::find(tools, name, &Tool::name);
+    if (tool == tools.end()) {
         return {fmt::format("Unknown verb: {}", name), true};
     }
-    std::string argument;
-    if (tool->argument) {
-        auto valid = validArgument(*tool, arguments);
-        if (!valid) {
-            return {std::string(tool->argument->missingText), true};
-        }
-        argument = std::move(*valid);
+    if (!tool->argument) {
+        return tool->answer({});
     }
-    if (name == "havrick_now") {
-        return {renderNow(), false};
-    }
-    if (name == "havrick_accounts") {
-        return {renderAccounts(), false};
-    }
-    if (name == "havrick_who") {
-        return renderWho(argument);
-    }
-    if (name == "havrick_send") {
-        return renderSend(argument);
-    }
-    return renderResolve(argument);
+    const auto argument = validArgument(*tool->argument, arguments);
+    return argument ? tool->answer(*argument) : ToolResult{std::string(tool->argument->missingText), true};
 }
 
 }  // namespace brellin

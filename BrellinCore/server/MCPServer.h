@@ -5,6 +5,7 @@
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -41,14 +42,18 @@ class MCPServer {
     ToolResult callTool(std::string_view name, const boost::json::object& arguments) const;
 
   private:
-    ToolResult answer(std::string_view name, const boost::json::object& arguments) const;
+    struct Tool;
+
+    /// Every tool, in catalogue order: a row is all that a tool needs here.
+    static std::span<const Tool> catalogue();
+    static ToolResult answer(std::string_view name, const boost::json::object& arguments);
 
     // The five reports, one file each in reports/.
-    std::string renderNow() const;
-    std::string renderAccounts() const;
-    ToolResult renderWho(const std::string& sessionId) const;
-    ToolResult renderSend(const std::string& sessionId) const;
-    ToolResult renderResolve(const std::string& query) const;
+    static std::string renderNow();
+    static std::string renderAccounts();
+    static ToolResult renderWho(const std::string& sessionId);
+    static ToolResult renderSend(const std::string& sessionId);
+    static ToolResult renderResolve(const std::string& query);
 };
 
 }  // namespace brellin

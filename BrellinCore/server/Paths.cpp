@@ -2,7 +2,7 @@
 
 #include "BrellinCore/platform/FilePath.h"
 #include "BrellinCore/platform/HomeDirectory.h"
-#include "BrellinCore/store/Store.h"
+#include "BrellinCore/store/DataFiles.h"
 
 namespace brellin::Paths {
 
@@ -15,7 +15,7 @@ std::filesystem::path root(const Environment& environment) {
 }
 
 std::filesystem::path database(const std::filesystem::path& root) {
-    return root / Store::databaseName;
+    return root / DataFiles::database;
 }
 
 }  // namespace brellin::Paths

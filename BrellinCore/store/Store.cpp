@@ -1,5 +1,6 @@
 #include "BrellinCore/store/Store.h"
 
+#include "BrellinCore/store/DataFiles.h"
 #include "BrellinCore/store/Statements.h"
 #include "BrellinCore/text/Decimal.h"
 
@@ -66,7 +67,7 @@ void Store::Finalizer::operator()(sqlite3_stmt* statement) const {
 Store::Store(std::filesystem::path root) : root_(std::move(root)) {
     std::filesystem::create_directories(root_);
     sqlite3* connection = nullptr;
-    const int result = ::sqlite3_open((root_ / databaseName).c_str(), &connection);
+    const int result = ::sqlite3_open((root_ / DataFiles::database).c_str(), &connection);
     db_.reset(connection);  // a failed open leaves a connection, too
     if (result != SQLITE_OK) {
         throw error(StoreError::Case::open);

@@ -70,9 +70,6 @@ struct CurrentName {
 /// looks like one that found nothing.
 class Store {
   public:
-    /// The file name of the database inside its root directory.
-    static constexpr const char* databaseName = "havrick.db";
-
     /// Opens the database in `root`, creating both where missing.
     ///
     /// @throws std::filesystem::filesystem_error when the directory cannot be created

@@ -6,6 +6,7 @@
 #include "BrellinCore/text/Decimal.h"
 #include "BrellinCore/text/Split.h"
 #include "BrellinCore/text/Utf8.h"
+#include "BrellinCore/watch/Overloaded.h"
 
 #include <fmt/format.h>
 
@@ -94,13 +95,29 @@ TargetVerdict portVerdict(const WatchTarget& target, WatchTarget::Port port,
 }  // namespace
 
 TargetVerdict verdict(const WatchTarget& target, const Enumerators& enumerators) {
-    if (const auto* pidStart = std::get_if<PidStart>(&target.kind())) {
-        return pidVerdict(target, *pidStart, enumerators);
-    }
-    if (const auto* command = std::get_if<WatchTarget::Command>(&target.kind())) {
-        return commandVerdict(target, command->pattern, enumerators);
-    }
-    return portVerdict(target, std::get<WatchTarget::Port>(target.kind()), enumerators);
+    return std::visit(
+        Overloaded{[&](const PidStart& start) { return pidVerdict(target, start, enumerators); },
+                   [&](const WatchTarget::Command& command) {
+                       return commandVerdict(target, command.pattern, enumerators);
+                   },
+                   [&](WatchTarget::Port port) { return portVerdict(target, port, enumerators); }},
+        target.kind());
+}
+
+DateText::Zone startZone(const WatchTarget& target) {
+    // The process table prints local time; the start of one process is asked for in UTC.
+    return std::visit(
+        Overloaded{[](const PidStart& /*start*/) { return DateText::Zone::utc; },
+                   [](const WatchTarget::Command& /*command*/) { return DateText::Zone::local; },
+                   [](WatchTarget::Port /*port*/) { return DateText::Zone::utc; }},
+        target.kind());
+}
+
+Enumerators Enumerators::system() {
+    return {.processes = psSnapshot,
+            .listenersOnPort = lsofPort,
+            .exists = LivenessProbe::processExists,
+            .start = LivenessProbe::processStartUTCString};
 }
 
 std::vector<ProcessSnapshot> processesInPsOutput(std::string_view output) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "BrellinCore/sessions/Liveness.h"
+#include "BrellinCore/text/DateText.h"
 #include "BrellinCore/watch/WatchTarget.h"
 
 #include <cstdint>
@@ -44,7 +45,7 @@ struct TargetVerdict {
 /// four functions that a caller may replace; nothing is kept, and what cannot be found out is `unknown`.
 namespace TargetProbe {
 
-/// The four ways to look at the machine, bound by the caller.
+/// The four ways to look at the machine. A caller may replace each.
 struct Enumerators {
     /// The process table; nullopt when it cannot be read.
     std::function<std::optional<std::vector<ProcessSnapshot>>()> processes;
@@ -54,9 +55,16 @@ struct Enumerators {
     std::function<bool(std::int32_t pid)> exists;
     /// When that process started, in UTC.
     std::function<std::optional<std::string>(std::int32_t pid)> start;
+
+    /// This machine as it is: psSnapshot, lsofPort and LivenessProbe's two questions.
+    static Enumerators system();
 };
 
 TargetVerdict verdict(const WatchTarget& target, const Enumerators& enumerators);
+
+/// The zone in which the start times of a target's occupants are written, as the system's enumerators give
+/// them.
+DateText::Zone startZone(const WatchTarget& target);
 
 /// The process table as `ps -axo pid=,lstart=,command=` prints it, start times in local time. nullopt when
 /// `ps` cannot be run, exits with a status above 1, or prints what is not UTF-8.

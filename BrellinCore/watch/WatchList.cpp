@@ -1,6 +1,7 @@
 #include "BrellinCore/watch/WatchList.h"
 
 #include "BrellinCore/platform/FileSystem.h"
+#include "BrellinCore/store/DataFiles.h"
 #include "BrellinCore/text/Json.h"
 #include "BrellinCore/text/Utf8.h"
 
@@ -14,7 +15,7 @@
 namespace brellin {
 
 std::filesystem::path WatchList::file(const std::filesystem::path& directory) {
-    return directory / "watchlist.json";
+    return directory / DataFiles::watchList;
 }
 
 WatchList::Loaded WatchList::load(const std::filesystem::path& directory) {

@@ -1,12 +1,15 @@
 #include "BrellinCore/watch/WatchTarget.h"
 
 #include "BrellinCore/text/Decimal.h"
+#include "BrellinCore/watch/Overloaded.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace brellin {
 
@@ -27,32 +30,81 @@ std::optional<SpecParts> partsOf(std::string_view spec) {
     return SpecParts{spec.substr(start, colon - start), spec.substr(colon + 1)};
 }
 
-template <typename... Handlers>
-struct Overloaded : Handlers... {
-    using Handlers::operator()...;
+/// How a kind is written: its word before the colon, the value after it, and its words for people. A kind
+/// without a form does not compile.
+template <typename Kind>
+struct Form;
+
+template <>
+struct Form<PidStart> {
+    static constexpr std::string_view word = "pid";
+    static constexpr std::string_view placeholder = "<number>";
+    static std::optional<PidStart> read(std::string_view value) {
+        const auto pid = parseDecimal<std::int32_t>(value);
+        return pid ? std::optional(PidStart{*pid, std::nullopt}) : std::nullopt;
+    }
+    static std::string write(const PidStart& start) { return fmt::format("{}", start.pid); }
+    static std::string describe(const PidStart& start) { return fmt::format("PID {}", start.pid); }
 };
-template <typename... Handlers>
-Overloaded(Handlers...) -> Overloaded<Handlers...>;  // clang 14 does not deduce it by itself
+
+template <>
+struct Form<WatchTarget::Command> {
+    static constexpr std::string_view word = "cmd";
+    static constexpr std::string_view placeholder = "<text>";
+    static std::optional<WatchTarget::Command> read(std::string_view value) {
+        return WatchTarget::Command{std::string(value)};
+    }
+    static std::string write(const WatchTarget::Command& command) { return command.pattern; }
+    static std::string describe(const WatchTarget::Command& command) {
+        return fmt::format("command ~ “{}”", command.pattern);
+    }
+};
+
+template <>
+struct Form<WatchTarget::Port> {
+    static constexpr std::string_view word = "port";
+    static constexpr std::string_view placeholder = "<number>";
+    static std::optional<WatchTarget::Port> read(std::string_view value) {
+        return parseDecimal<WatchTarget::Port>(value);
+    }
+    static std::string write(WatchTarget::Port port) { return fmt::format("{}", port); }
+    static std::string describe(WatchTarget::Port port) { return fmt::format("port {}", port); }
+};
+
+template <typename Value>
+using FormOf = Form<std::decay_t<Value>>;
+
+/// Calls a function with one (empty) pointer for every kind, in their order.
+template <typename... Kinds>
+void forEachKind(const std::variant<Kinds...>* /*kinds*/, const auto& function) {
+    (function(static_cast<const Kinds*>(nullptr)), ...);
+}
+
+void forEachKind(const auto& function) {
+    forEachKind(static_cast<const WatchTarget::Kind*>(nullptr), function);
+}
 
 }  // namespace
 
 std::optional<WatchTarget> WatchTarget::fromSpec(std::string_view spec) {
     const auto parts = partsOf(spec);
-    if (!parts) {
-        return std::nullopt;
-    }
-    if (parts->kind == "pid") {
-        const auto number = parseDecimal<std::int32_t>(parts->value);
-        return number ? std::optional(pid(*number)) : std::nullopt;
-    }
-    if (parts->kind == "cmd") {
-        return command(std::string(parts->value));
-    }
-    if (parts->kind == "port") {
-        const auto number = parseDecimal<Port>(parts->value);
-        return number ? std::optional(port(*number)) : std::nullopt;
-    }
-    return std::nullopt;
+    std::optional<WatchTarget> target;
+    forEachKind([&]<typename Kind>(const Kind* /*kind*/) {
+        if (parts && parts->kind == Form<Kind>::word) {
+            if (auto read = Form<Kind>::read(parts->value)) {
+                target = WatchTarget(std::move(*read));
+            }
+        }
+    });
+    return target;
+}
+
+std::string WatchTarget::specForms() {
+    std::vector<std::string> forms;
+    forEachKind([&]<typename Kind>(const Kind* /*kind*/) {
+        forms.push_back(fmt::format("{}:{}", Form<Kind>::word, Form<Kind>::placeholder));
+    });
+    return fmt::format("{}", fmt::join(forms, ", "));
 }
 
 WatchTarget WatchTarget::pid(std::int32_t pid, std::optional<std::string> procStartRaw) {
@@ -68,18 +120,15 @@ WatchTarget WatchTarget::port(Port port) {
 }
 
 std::string WatchTarget::key() const {
-    return std::visit(Overloaded{[](const PidStart& start) { return fmt::format("pid:{}", start.pid); },
-                                 [](const Command& command) { return "cmd:" + command.pattern; },
-                                 [](Port port) { return fmt::format("port:{}", port); }},
-                      kind_);
+    return std::visit(
+        [](const auto& kind) {
+            return fmt::format("{}:{}", FormOf<decltype(kind)>::word, FormOf<decltype(kind)>::write(kind));
+        },
+        kind_);
 }
 
 std::string WatchTarget::describe() const {
-    return std::visit(
-        Overloaded{[](const PidStart& start) { return fmt::format("PID {}", start.pid); },
-                   [](const Command& command) { return fmt::format("command ~ “{}”", command.pattern); },
-                   [](Port port) { return fmt::format("port {}", port); }},
-        kind_);
+    return std::visit([](const auto& kind) { return FormOf<decltype(kind)>::describe(kind); }, kind_);
 }
 
 }  // namespace brellin

@@ -33,6 +33,9 @@ class WatchTarget {
     /// "port" (a decimal number from 0 to 65535).
     static std::optional<WatchTarget> fromSpec(std::string_view spec);
 
+    /// How specs are written, for messages: "pid:<number>, cmd:<text>, port:<number>".
+    static std::string specForms();
+
     /// @param procStartRaw the start time declared for the process, in UTC, where one was declared
     static WatchTarget pid(std::int32_t pid, std::optional<std::string> procStartRaw = std::nullopt);
     static WatchTarget command(std::string pattern);

@@ -113,7 +113,7 @@ TEST_F(Companion, KeepsAWatchListAndScansIt) {
     const auto added = run({"watch", "add", "pid:1", "bogus", "pid:+1", "cmd:a/b"});
     EXPECT_EQ(added.exitStatus, 1);
     EXPECT_EQ(added.errors,
-              "havrick: \"bogus\" is no watch spec: those are pid:<number>, cmd:<text> and port:<number>\n"
+              "havrick: \"bogus\" is no watch spec; these are: pid:<number>, cmd:<text>, port:<number>\n"
               "havrick: pid:1 is watched already\n");
     EXPECT_EQ(run({"watch", "remove", "pid:2"}).errors, "havrick: pid:2 is not watched\n");
     EXPECT_EQ(run({"watch", "list"}).output, "pid:1 — PID 1\ncmd:a/b — command ~ “a/b”\n");

@@ -17,8 +17,7 @@ namespace {
 using Snapshots = std::vector<ProcessSnapshot>;
 
 TargetVerdict probeTheSystem(const WatchTarget& target) {
-    return TargetProbe::verdict(target, {TargetProbe::psSnapshot, TargetProbe::lsofPort, LivenessProbe::processExists,
-                                         LivenessProbe::processStartUTCString});
+    return TargetProbe::verdict(target, TargetProbe::Enumerators::system());
 }
 
 /// A verdict on one line: state, method, occupants, diagnostic.

@@ -11,18 +11,19 @@
 
 namespace brellin::cli {
 
-/// The data directory, as the commands use it. What goes wrong is thrown as a std::runtime_error in words
-/// that name the path.
+/// The data directory, as the commands use it. Every failure is a std::runtime_error whose text names the
+/// path.
 namespace DataDirectory {
 
 /// Where it is, whether or not it exists.
 std::filesystem::path path();
 
-/// Opens the history for the length of some writing, creating it where missing. The companion's writers
-/// wait here for each other: the store waits for nobody, so each would make the other's rounds fail.
+/// Opens the history, creating it where missing, and calls `work` with it. Only one process of the
+/// companion writes at a time, the others wait here: a write of the store fails at once when another
+/// process holds the database's lock.
 void withStore(const std::function<void(Store&)>& work);
 
-/// Opens the history for the length of some reading.
+/// Opens the history and calls `work` with it, for reading.
 void readStore(const std::function<void(const Store&)>& work);
 
 /// Takes the lock of that name in the directory, which is created where missing.

@@ -20,9 +20,9 @@ namespace brellin::cli::Recorder {
 
 namespace {
 
-/// Writes the "seen" events that an earlier round owes: one that failed, or was killed, between a session's
-/// row and its event leaves the session known, and nothing else would ever tell when it was first seen.
-void makeGoodFirstSightings(Store& store, const std::vector<SessionRecord>& sessions, std::int64_t now) {
+/// Adds missing "seen" events. A round that died between a session's row and its event left no event, and
+/// the reconciler takes the session for known ever after.
+void addMissingSeenEvents(Store& store, const std::vector<SessionRecord>& sessions, std::int64_t now) {
     const std::set<std::string> unseen = store.sessionIdsWithoutEvent("seen");
     for (const SessionRecord& session : sessions) {
         if (unseen.contains(session.sessionId)) {
@@ -34,18 +34,18 @@ void makeGoodFirstSightings(Store& store, const std::vector<SessionRecord>& sess
 
 /// Writes one snapshot and prints what changed.
 ///
-/// @param oweSightings set while an earlier round may have left something undone
-void recordSnapshot(bool& oweSightings) {
+/// @param mayMissEvents true until a round has ended well: an earlier one may have died half way
+void recordSnapshot(bool& mayMissEvents) {
     const Snapshot snapshot = Snapshot::take();
     const std::int64_t now = Clock::now();
     std::vector<std::string> changes;
     DataDirectory::withStore([&](Store& store) {
-        if (std::exchange(oweSightings, true)) {
-            makeGoodFirstSightings(store, snapshot.sessions, now);
+        if (std::exchange(mayMissEvents, true)) {
+            addMissingSeenEvents(store, snapshot.sessions, now);
         }
         changes = Reconciler(store).reconcile(snapshot.sessions, snapshot.scan.accounts, now);
     });
-    oweSightings = false;
+    mayMissEvents = false;
     for (const std::string& change : changes) {
         print(fmt::format("{} {}", DateText::timestampUTC(now), change));
     }
@@ -55,10 +55,10 @@ void recordSnapshot(bool& oweSightings) {
 
 void record(std::optional<double> every) {
     JobLock lock(DataFiles::recorderLock, "a recorder");
-    bool oweSightings = true;
+    bool mayMissEvents = true;
     repeatAtInterval(every, [&] {
         lock.acquire();
-        recordSnapshot(oweSightings);
+        recordSnapshot(mayMissEvents);
     });
 }
 

@@ -21,7 +21,7 @@ namespace brellin::cli::Watch {
 
 namespace {
 
-/// Loads the list and tells what of it could not be read.
+/// Loads the list and reports what of it could not be read.
 WatchList::Loaded load() {
     const std::filesystem::path directory = DataDirectory::path();
     const std::string file = WatchList::file(directory).string();
@@ -36,7 +36,7 @@ WatchList::Loaded load() {
     return loaded;
 }
 
-/// A list with nothing in it is told, too: silence would look like a fault.
+/// Reports an empty list: no output would look like a failure.
 ExitStatus reportEmptyList(const WatchList::Loaded& loaded) {
     if (!loaded.isReadable) {
         return ExitStatus::failure;
@@ -115,7 +115,7 @@ TargetScanner::Outcome probeAll(const WatchList& list, Store* store, std::int64_
     });
 }
 
-/// Keeps a second recorder of watched targets away: it would write every event twice.
+/// Refuses to run beside another recorder of watched targets: both would write every event.
 class ScanRecorder {
   public:
     /// Probes and records. Where that fails the verdicts are still worth having: they come without events,

@@ -10,11 +10,12 @@ namespace brellin::cli {
 
 /// `havrick watch`: keeps the watch list in the data directory and looks at its targets.
 ///
-/// A list that holds entries which cannot be read is told of, and only written over when `force` is set.
+/// An entry that is no spec is reported on standard error. A list with such an entry is left as it is,
+/// since saving would lose the entry; `force` saves all the same.
 namespace Watch {
 
-/// Adds targets by their specs. A rejected spec or a duplicate is told and makes the result a failure; the
-/// others are still added.
+/// Adds targets by their specs. A rejected spec or a duplicate is reported and makes the result a failure;
+/// the others are still added.
 ExitStatus add(const std::vector<std::string>& specs, bool force);
 
 /// Removes targets by their keys, likewise.

@@ -12,12 +12,11 @@ namespace brellin {
 namespace {
 
 constexpr std::size_t pieceSize = std::size_t{64} << 10U;
-constexpr std::size_t largestKeptBuffer = std::size_t{1} << 20U;
-constexpr std::string_view tooLongLine = "?";
+constexpr std::size_t maxKeptBuffer = std::size_t{1} << 20U;
 
 }  // namespace
 
-std::optional<std::string_view> LineReader::next() {
+std::optional<LineReader::Line> LineReader::next() {
     for (;;) {
         if (const auto line = takeLine()) {
             return line;
@@ -30,7 +29,7 @@ std::optional<std::string_view> LineReader::next() {
 }
 
 /// Hands out the line up to the next line feed, if there is one among the bytes read so far.
-std::optional<std::string_view> LineReader::takeLine() {
+std::optional<LineReader::Line> LineReader::takeLine() {
     const char* unsearched = buffer_.data() + searched_;
     const void* feed = end_ == searched_ ? nullptr : std::memchr(unsearched, '\n', end_ - searched_);
     if (feed == nullptr) {
@@ -38,20 +37,20 @@ std::optional<std::string_view> LineReader::takeLine() {
         return std::nullopt;
     }
     const char* start = buffer_.data() + begin_;
-    const std::string_view line(start, static_cast<const char*>(feed));
-    begin_ += line.size() + 1;
+    const std::string_view text(start, static_cast<const char*>(feed));
+    begin_ += text.size() + 1;
     searched_ = begin_;
-    return std::exchange(isTooLong_, false) ? tooLongLine : line;
+    return Line{text, std::exchange(isTruncated_, false)};
 }
 
 /// Hands out what stands behind the last line feed.
-std::optional<std::string_view> LineReader::takeRest() {
-    if (begin_ == end_) {
+std::optional<LineReader::Line> LineReader::takeRest() {
+    if (begin_ == end_ && !isTruncated_) {
         return std::nullopt;
     }
-    const std::string_view rest(buffer_.data() + begin_, end_ - begin_);
+    const std::string_view text(buffer_.data() + begin_, end_ - begin_);
     begin_ = searched_ = end_;
-    return std::exchange(isTooLong_, false) ? tooLongLine : rest;
+    return Line{text, std::exchange(isTruncated_, false)};
 }
 
 /// Moves what is left of the last piece to the front; a buffer that a long line made large is given back
@@ -61,7 +60,7 @@ void LineReader::discardConsumed() {
         return;
     }
     const std::size_t rest = end_ - begin_;
-    if (buffer_.size() > largestKeptBuffer && rest < pieceSize) {
+    if (buffer_.size() > maxKeptBuffer && rest < pieceSize) {
         std::vector<char> smaller(2 * pieceSize);
         std::copy_n(buffer_.begin() + static_cast<std::ptrdiff_t>(begin_), rest, smaller.begin());
         buffer_ = std::move(smaller);
@@ -74,8 +73,8 @@ void LineReader::discardConsumed() {
     begin_ = 0;
 }
 
-/// Sees to it that another piece fits. Where the memory for that cannot be had, what is there of the line
-/// is given up: the stream goes on with the next one.
+/// Makes room for another piece. Without memory for it, drop the line and mark it truncated: the stream
+/// goes on with the next one.
 void LineReader::makeRoom() {
     if (buffer_.size() - end_ >= pieceSize) {
         return;
@@ -83,7 +82,7 @@ void LineReader::makeRoom() {
     try {
         buffer_.resize(std::max(2 * buffer_.size(), end_ + pieceSize));
     } catch (const std::bad_alloc&) {
-        isTooLong_ = true;
+        isTruncated_ = true;
         begin_ = searched_ = end_ = 0;
     }
 }

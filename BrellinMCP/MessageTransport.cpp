@@ -14,12 +14,12 @@ namespace brellin {
 
 std::optional<Request> MessageTransport::next() {
     releaseMessage();
-    while (const auto bytes = lines_.next()) {
-        const Line line = parseLine(*bytes);
-        if (line.request) {
-            return line.request;
+    while (const auto line = lines_.next()) {
+        const Message message = line->isTruncated ? Message{} : parse(line->text);
+        if (message.request) {
+            return message.request;
         }
-        if (!line.isBlank) {
+        if (!message.isBlank) {
             writeDiagnostic("line ignored (not JSON, or has no method)");
         }
         releaseMessage();
@@ -27,7 +27,7 @@ std::optional<Request> MessageTransport::next() {
     return std::nullopt;
 }
 
-MessageTransport::Line MessageTransport::parseLine(std::string_view bytes) {
+MessageTransport::Message MessageTransport::parse(std::string_view bytes) {
     try {
         std::string repaired;
         if (!Utf8::isValid(bytes)) {
@@ -35,7 +35,7 @@ MessageTransport::Line MessageTransport::parseLine(std::string_view bytes) {
             bytes = repaired;
         }
         const std::string_view text = Utf8::trimmed(bytes);
-        return text.empty() ? Line{.isBlank = true} : Line{.request = decode(text)};
+        return text.empty() ? Message{.isBlank = true} : Message{.request = decode(text)};
     } catch (const std::bad_alloc&) {
         return {};  // too large to be understood is as good as not JSON
     }

@@ -46,13 +46,13 @@ class MessageTransport {
     void writeDiagnostic(std::string_view text);
 
   private:
-    /// What a line turned out to be.
-    struct Line {
+    /// What a line holds: nothing, a request, or neither (then it is not JSON, or has no method).
+    struct Message {
         bool isBlank = false;
         std::optional<Request> request;
     };
 
-    Line parseLine(std::string_view bytes);
+    Message parse(std::string_view bytes);
     std::optional<Request> decode(std::string_view text);
     void releaseMessage();
 

@@ -10,6 +10,9 @@ namespace brellin {
 
 /// Keeps other processes out while this object lives. The system ends the lock with its process, however
 /// that ends, so nothing stale stays behind; the file itself is empty and stays where it is.
+///
+/// A POSIX record lock belongs to the process: within one process a second lock on the same file is
+/// granted, too, and closing either of them ends both. So a process must hold at most one lock on a file.
 class FileLock {
   public:
     /// What to do about another process that has the lock.

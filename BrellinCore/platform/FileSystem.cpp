@@ -52,6 +52,16 @@ std::optional<std::string> readToEnd(const Descriptor& file, std::size_t expecte
     return std::nullopt;
 }
 
+/// Brings what was written to the disk itself. On macOS fsync stops at the drive's cache.
+bool bringToDisk(const Descriptor& file) {
+#ifdef F_FULLFSYNC
+    if (::fcntl(file.get(), F_FULLFSYNC) == 0) {
+        return true;
+    }
+#endif
+    return ::fsync(file.get()) == 0;
+}
+
 }  // namespace
 
 bool isDirectory(const std::string& path) {
@@ -113,7 +123,7 @@ void writeFileAtomically(const std::string& path, std::string_view content) {
     const mode_t mask = ::umask(0);
     ::umask(mask);
     const bool written = ::fchmod(file.get(), 0666 & ~mask) == 0 && file.writeAll(content) &&
-                         ::fsync(file.get()) == 0 && ::rename(temporary.c_str(), path.c_str()) == 0;
+                         bringToDisk(file) && ::rename(temporary.c_str(), path.c_str()) == 0;
     if (!written) {
         const int error = errno;
         ::unlink(temporary.c_str());

@@ -6,6 +6,7 @@
 
 #include <sqlite3.h>
 
+#include <concepts>
 #include <type_traits>
 #include <utility>
 #include <variant>
@@ -33,9 +34,10 @@ class Store::Value {
     }
     Value(std::int64_t number) : held_(number) {}
     Value(std::int32_t number) : held_(std::int64_t{number}) {}
-    Value(bool flag) : held_(flag) {}
+    Value(std::same_as<bool> auto flag) : held_(flag) {}  // a text literal would turn into a plain bool
 
-    // A text ends at its first NUL, which none of the texts kept here has a use for.
+    // A text ends at its first NUL, which none of the texts kept here has a use for. A value that SQLite
+    // refuses (a text of a gigabyte) stays NULL, and the table's constraints decide about the row.
     void bindTo(sqlite3_stmt* statement, int position) const {
         const auto bind = [&](const auto& value) {
             using Type = std::decay_t<decltype(value)>;

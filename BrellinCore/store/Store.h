@@ -114,8 +114,8 @@ class Store {
     /// Every id that has a row, those of watched targets included.
     std::set<std::string> knownSessionIds() const;
 
-    /// Everything that has a row, what was seen first first. For whoever shows the whole history, to whom
-    /// "nothing" must not mean "unreadable": alone among the reads it throws.
+    /// Every row of the table of sessions, ordered by the time of the first look. Unlike the other reads it
+    /// throws: a list of the whole history must not show an unreadable database as an empty one.
     ///
     /// @throws StoreError (prepare, step) the rows could not be read
     std::vector<StoredSession> sessions() const;

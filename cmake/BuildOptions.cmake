@@ -27,7 +27,11 @@ endfunction()
 # What a shipped executable adds: the C++ runtime inside it, so that libc is all it needs at run time.
 function(havrick_executable target)
     havrick_target(${target})
-    if(HAVRICK_STATIC_DEPENDENCIES AND NOT HAVRICK_SANITIZERS AND NOT APPLE)
+    if(havrick_is_portable)
+        # Not with -static-libstdc++ or -static-libgcc: both together make an executable that dies at its start.
+        target_link_options(${target} PRIVATE -static-pie
+            $<$<BOOL:${HAVRICK_LINKER_CAN_BE_QUIET}>:-Wl,--no-warnings>)
+    elseif(HAVRICK_STATIC_DEPENDENCIES AND NOT HAVRICK_SANITIZERS AND NOT APPLE)
         target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
     endif()
 endfunction()

@@ -39,13 +39,22 @@ class FileActions {
 #endif
         return ready_ &&
                ::posix_spawn_file_actions_adddup2(&actions_, outputDescriptor, STDOUT_FILENO) == 0 &&
-               ::posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, "/dev/null", O_WRONLY, 0) == 0;
+               discardErrors();
     }
     const posix_spawn_file_actions_t* get() const {
         return &actions_;
     }
 
   private:
+    bool discardErrors() {
+        constexpr const char* nullDevice = "/dev/null";
+        // A bare root directory may have none; an open that fails would keep the child from starting.
+        return ::access(nullDevice, W_OK) == 0
+                   ? ::posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, nullDevice, O_WRONLY,
+                                                        0) == 0
+                   : ::posix_spawn_file_actions_addclose(&actions_, STDERR_FILENO) == 0;
+    }
+
     posix_spawn_file_actions_t actions_{};
     bool ready_ = false;
 };

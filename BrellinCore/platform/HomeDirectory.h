@@ -10,6 +10,9 @@ namespace brellin {
 std::string homeDirectory();
 
 /// The home directory of a user by name; nullopt when there is no such user.
+///
+/// An executable with a static C library knows the users of /etc/passwd alone; others ask the whole user
+/// database (directory services, too).
 std::optional<std::string> homeDirectory(const std::string& userName);
 
 }  // namespace brellin

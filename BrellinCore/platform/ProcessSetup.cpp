@@ -1,8 +1,14 @@
 #include "BrellinCore/platform/ProcessSetup.h"
 
+#include "BrellinCore/platform/FileSystem.h"
+
 #include <fcntl.h>
 #include <signal.h>  // NOLINT(modernize-deprecated-headers): SIGCHLD and SIGPIPE are POSIX, not C++
 #include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
 
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -22,16 +28,32 @@ void openMissingStandardStreams() {
     }
 }
 
+/// On macOS the spawn attributes do this.
+void keepDescriptorsFromChildren() {
+#ifdef CLOSE_RANGE_CLOEXEC
+    if (::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC) == 0) {
+        return;
+    }
+#endif
+#ifdef __linux__
+    // A kernel before 5.11 cannot do it at once.
+    for (const std::string& name :
+         FileSystem::listDirectory("/proc/self/fd").value_or(std::vector<std::string>())) {
+        const int descriptor = std::atoi(name.c_str());
+        if (descriptor > STDERR_FILENO) {
+            ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+        }
+    }
+#endif
+}
+
 }  // namespace
 
 void prepare() {
     ::signal(SIGCHLD, SIG_DFL);
     ::signal(SIGPIPE, SIG_IGN);
     openMissingStandardStreams();
-#ifdef CLOSE_RANGE_CLOEXEC
-    // Elsewhere the spawn attributes do the same (macOS); an old kernel refuses, and nothing is lost.
-    ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
-#endif
+    keepDescriptorsFromChildren();
 }
 
 void releaseFreedMemory() {

@@ -181,15 +181,17 @@ TEST_F(HistoryReports, EightServersPrepareSendsAtOnce) {
     declare(".claude", "abc", reachable() + "'name':'n',");
     record(1);
     const ToolResult expected = ask("havrick_send", "abc");
-    std::vector<std::jthread> hosts(8);
-    for (std::jthread& host : hosts) {
-        host = std::jthread([&] {
+    std::vector<std::thread> hosts(8);
+    for (std::thread& host : hosts) {
+        host = std::thread([&] {
             for (int call = 0; call < 5; ++call) {
                 EXPECT_EQ(ask("havrick_send", "abc"), expected);
             }
         });
     }
-    hosts.clear();
+    for (std::thread& host : hosts) {
+        host.join();
+    }
     EXPECT_EQ(world::sql(root_, "PRAGMA integrity_check"), "ok");
 }
 

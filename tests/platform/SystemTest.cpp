@@ -27,14 +27,16 @@ TEST(FileSystem, ReadsRegularFilesWholeAndNothingElse) {
     const std::string content = std::string("a\0b", 3) + std::string(100000, 'x');
     EXPECT_EQ(FileSystem::readFile(directory.write("file", content)), content);
     EXPECT_EQ(FileSystem::readFile(directory.write("empty", "")), "");
+#ifdef __linux__
     // Such a file says that it has no bytes, and has some.
     EXPECT_NE(FileSystem::readFile("/proc/self/status").value_or("").find("Name:"), std::string::npos);
+#endif
 
     ASSERT_EQ(::mkfifo((directory / "fifo").c_str(), 0600), 0);
     fs::create_symlink("nowhere", directory / "dangling");
     fs::create_symlink("loop", directory / "loop");
     fs::resize_file(directory.write("huge", ""), std::uintmax_t{1} << 40U);
-    sockaddr_un address{AF_UNIX, ""};
+    sockaddr_un address{.sun_family = AF_UNIX};
     fmt::format_to(address.sun_path, "{}", directory / "socket");
     const Descriptor socket(::socket(AF_UNIX, SOCK_STREAM, 0));
     ASSERT_EQ(::bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
@@ -61,7 +63,7 @@ TEST(ChildProcess, HandsDownNoDescriptorAndDefaultSignals) {
     const Descriptor secret(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     const Descriptor known(::fcntl(secret.get(), F_DUPFD_CLOEXEC, 77));
     ::signal(SIGPIPE, SIG_IGN);
-    EXPECT_EQ(ChildProcess::run("/usr/bin/test", {"-e", "/dev/fd/77"}), (ChildProcess::Result{1, ""}));
+    EXPECT_EQ(ChildProcess::run("/bin/sh", {"-c", "test -e /dev/fd/77"}), (ChildProcess::Result{1, ""}));
     // With SIGPIPE ignored, `yes` would complain about its closed pipe and go on to exit 1.
     const auto broken = ChildProcess::run("/bin/bash", {"-c", "yes | head -1; echo ${PIPESTATUS[0]}"});
     EXPECT_EQ(broken->output, "y\n141\n");

@@ -63,7 +63,7 @@ TEST(LivenessProbe, ReadsSocketHoldersFromLsof) {
     EXPECT_EQ(LivenessProbe::socketPIDsInLsofOutput("p1\nncc-socks\xFF\n"), std::nullopt);
 
     const world::TemporaryDirectory directory;
-    sockaddr_un address{AF_UNIX, ""};
+    sockaddr_un address{.sun_family = AF_UNIX};
     fmt::format_to(address.sun_path, "{}", directory / "cc-socks");
     const Descriptor socket(::socket(AF_UNIX, SOCK_STREAM, 0));
     ASSERT_EQ(::bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);

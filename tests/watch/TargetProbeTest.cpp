@@ -82,7 +82,10 @@ TEST(TargetProbe, FindsRealProcesses) {
     {
         const world::LiveProcess process({"/bin/sleep", mark.substr(6)});
         pid = process.pid();
-        const auto found = probeTheSystem(command);
+        TargetVerdict found = probeTheSystem(command);
+        while (found.state == Liveness::stale) {  // it may not have come to be `sleep` yet
+            found = probeTheSystem(command);
+        }
         ASSERT_EQ(found.occupants.size(), 1U) << found.diagnostic.value_or("");
         EXPECT_EQ(found.primaryOccupant()->pid, pid);
         EXPECT_EQ(found.primaryOccupant()->command, "/bin/" + mark);

@@ -36,7 +36,7 @@ void addMissingSeenEvents(Store& store, const std::vector<SessionRecord>& sessio
 ///
 /// @param mayMissEvents true until a round has ended well: an earlier one may have died half way
 void recordSnapshot(bool& mayMissEvents) {
-    const Snapshot snapshot = Snapshot::take();
+    const Snapshot snapshot = Snapshot::take(AccountScanner::Identities::read);
     const std::int64_t now = Clock::now();
     std::vector<std::string> changes;
     DataDirectory::withStore([&](Store& store) {

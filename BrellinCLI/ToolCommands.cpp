@@ -1,5 +1,7 @@
 #include "BrellinCLI/ToolCommands.h"
 
+#include "BrellinCore/accounts/AccountScanner.h"
+#include "BrellinCore/platform/Environment.h"
 #include "BrellinCore/reports/Snapshot.h"
 #include "BrellinCore/server/MCPServer.h"
 #include "BrellinCore/sessions/LivenessProbe.h"
@@ -90,12 +92,12 @@ ExitStatus printNowAsJson() {
 }
 
 ExitStatus printAccountsAsJson() {
-    const Snapshot snapshot = Snapshot::take();
+    const AccountScan scan = AccountScanner::scan(std::nullopt, processEnvironment());
     json::array accounts;
-    for (const ClaudeAccount& account : snapshot.scan.accounts) {
+    for (const ClaudeAccount& account : scan.accounts) {
         accounts.push_back(toJson(account));
     }
-    json::array caveats(snapshot.scan.caveats.begin(), snapshot.scan.caveats.end());
+    json::array caveats(scan.caveats.begin(), scan.caveats.end());
     printDocument({{"accounts", std::move(accounts)}, {"caveats", std::move(caveats)}});
     return ExitStatus::success;
 }

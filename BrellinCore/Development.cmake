@@ -20,6 +20,7 @@ install(CODE "${make_portable}" COMPONENT development)
 # Without the headers that only the library's own sources include.
 install(DIRECTORY ./ DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/BrellinCore" COMPONENT development
         FILES_MATCHING PATTERN "*.h"
+        PATTERN JsonSelection.h EXCLUDE
         PATTERN ReportText.h EXCLUDE
         PATTERN Statements.h EXCLUDE)
 install(EXPORT BrellinCoreTargets NAMESPACE brellin:: DESTINATION "${package_directory}" COMPONENT development)

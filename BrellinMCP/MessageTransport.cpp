@@ -1,71 +1,70 @@
 #include "BrellinMCP/MessageTransport.h"
 
-#include "BrellinCore/text/Json.h"
+#include "BrellinCore/server/MCPServer.h"
 #include "BrellinCore/text/Utf8.h"
 
 #include <boost/json/serialize.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <exception>
 #include <new>
 #include <utility>
 
 namespace brellin {
 
-std::optional<Request> MessageTransport::next() {
-    releaseMessage();
+MessageTransport::MessageTransport(const Descriptor& input, const Descriptor& output,
+                                   const Descriptor& errors)
+    : lines_(input), output_(output), errors_(errors) {
+    members_ = {{"method", &request_.method},
+                {"id", &request_.id},
+                {"protocolVersion", &request_.protocolVersion, "params"},
+                {"name", &request_.tool, "params"}};
+    for (const std::string_view name : MCPServer::argumentNames()) {
+        const auto argument = request_.arguments.emplace(name, std::nullopt).first;
+        members_.push_back({argument->first, &argument->second, "params.arguments"});
+    }
+}
+
+const Request* MessageTransport::next() {
+    // The wait for the next request may be long, and the last one large.
+    std::ranges::for_each(members_, &JsonReader::Member::clear);
     while (const auto line = lines_.next()) {
-        const Message message = line->isTruncated ? Message{} : parse(line->text);
-        if (message.request) {
-            return message.request;
+        const LineKind kind = read(*line);
+        if (kind == LineKind::request) {
+            return &request_;
         }
-        if (!message.isBlank) {
+        if (kind == LineKind::other) {
             writeDiagnostic("line ignored (not JSON, or has no method)");
         }
-        releaseMessage();
     }
-    return std::nullopt;
+    return nullptr;
 }
 
-MessageTransport::Message MessageTransport::parse(std::string_view bytes) {
-    try {
-        std::string repaired;
-        if (!Utf8::isValid(bytes)) {
-            repaired = Utf8::repaired(bytes);
-            bytes = repaired;
-        }
-        const std::string_view text = Utf8::trimmed(bytes);
-        return text.empty() ? Message{.isBlank = true} : Message{.request = decode(text)};
-    } catch (const std::bad_alloc&) {
-        return {};  // too large to be understood is as good as not JSON
+MessageTransport::LineKind MessageTransport::read(const LineReader::Line& line) try {
+    const std::string_view text = Utf8::trimmed(line.text);
+    if (line.isTruncated) {
+        return LineKind::other;
     }
+    if (text.empty()) {
+        return LineKind::blank;
+    }
+    // JSON is UTF-8, so only a line that is refused can be in need of repair.
+    const bool isRequest = decode(text) || (!Utf8::isValid(text) && decode(Utf8::repaired(text)));
+    return isRequest ? LineKind::request : LineKind::other;
+} catch (const std::bad_alloc&) {
+    return LineKind::other;  // too large to be repaired is as good as not JSON
 }
 
-std::optional<Request> MessageTransport::decode(std::string_view text) {
-    // Anything but an object is refused anyway; this way a hundred megabytes of array cost nothing.
-    if (!text.starts_with('{')) {
-        return std::nullopt;
-    }
-    message_ = Json::parseObject(text, &memory_);
-    const auto* method = message_ ? Json::stringMember(*message_, "method") : nullptr;
-    if (method == nullptr) {
-        return std::nullopt;
-    }
-    const auto* params = Json::objectMember(*message_, "params");
-    return Request{*method, message_->if_contains("id"), params != nullptr ? params : &noParams_};
+bool MessageTransport::decode(std::string_view text) {
+    return JsonReader::read(text, members_) && request_.method;
 }
 
-/// Gives the memory of the last message back before the wait for the next one.
-void MessageTransport::releaseMessage() {
-    message_.reset();
-    memory_.release();
-}
-
-void MessageTransport::writeReply(const boost::json::value& id, std::string_view outcome,
+void MessageTransport::writeReply(const JsonReader::Source& id, std::string_view outcome,
                                   const boost::json::object& content) {
     std::string text;
     try {
-        std::string head = R"({"jsonrpc":"2.0","id":)" + boost::json::serialize(id);
+        std::string head = R"({"jsonrpc":"2.0","id":)" + id.text;
         head.append(",\"").append(outcome).append("\":");
         // A report can be megabytes long: its text is made once and completed in place.
         text = boost::json::serialize(content).insert(0, head).append("}");

@@ -2,7 +2,6 @@
 
 #include "BrellinCore/platform/Environment.h"
 #include "BrellinCore/server/Paths.h"
-#include "BrellinCore/text/Json.h"
 
 #include <fmt/format.h>
 
@@ -15,10 +14,24 @@ namespace brellin {
 
 namespace json = boost::json;
 
+namespace {
+
+json::object argumentsOf(const Request& request) {
+    json::object arguments;
+    for (const auto& [name, value] : request.arguments) {
+        if (value) {
+            arguments[name] = *value;
+        }
+    }
+    return arguments;
+}
+
+}  // namespace
+
 void StdioLoop::run() {
     transport_.writeDiagnostic(fmt::format("started; version {}; store {}", server_.serverVersion,
                                            Paths::root(processEnvironment()).native()));
-    while (const auto request = transport_.next()) {
+    while (const Request* request = transport_.next()) {
         try {
             handle(*request);
         } catch (const std::bad_alloc&) {
@@ -30,44 +43,42 @@ void StdioLoop::run() {
 
 void StdioLoop::handle(const Request& request) {
     // A request without an id is a notification: never answered, so there is nothing to work out.
-    if (request.id == nullptr) {
+    if (!request.id) {
         return;
     }
-    if (request.method == "initialize") {
-        resultResponse(*request.id, initialize(*request.params));
-    } else if (request.method == "tools/list") {
+    const std::string_view method = *request.method;
+    if (method == "initialize") {
+        resultResponse(*request.id, initialize(request));
+    } else if (method == "tools/list") {
         resultResponse(*request.id, {{"tools", server_.tools()}});
-    } else if (request.method == "tools/call") {
-        resultResponse(*request.id, callTool(*request.params));
-    } else if (request.method == "ping") {
+    } else if (method == "tools/call") {
+        resultResponse(*request.id, callTool(request));
+    } else if (method == "ping") {
         resultResponse(*request.id, {});
-    } else if (!request.method.starts_with("notifications/")) {
+    } else if (!method.starts_with("notifications/")) {
         constexpr int methodNotFound = -32601;
-        errorResponse(*request.id, methodNotFound, fmt::format("Method not found: {}", request.method));
+        errorResponse(*request.id, methodNotFound, fmt::format("Method not found: {}", method));
     }
 }
 
-json::object StdioLoop::initialize(const json::object& params) const {
-    const json::string* version = Json::stringMember(params, "protocolVersion");
+json::object StdioLoop::initialize(const Request& request) const {
     return {
-        {"protocolVersion", version != nullptr ? std::string_view(*version) : "2024-11-05"},
+        {"protocolVersion", request.protocolVersion.value_or("2024-11-05")},
         {"capabilities", {{"tools", json::object()}}},
         {"serverInfo", {{"name", server_.serverName}, {"version", server_.serverVersion}}},
         {"instructions", server_.instructions()},
     };
 }
 
-json::object StdioLoop::callTool(const json::object& params) const {
-    const json::string* name = Json::stringMember(params, "name");
-    const json::object* arguments = Json::objectMember(params, "arguments");
-    const std::string_view toolName = name != nullptr ? std::string_view(*name) : std::string_view();
+json::object StdioLoop::callTool(const Request& request) const {
+    const std::string tool = request.tool.value_or("");
     ToolResult result;
     try {
-        result = server_.callTool(toolName, arguments != nullptr ? *arguments : json::object());
+        result = server_.callTool(tool, argumentsOf(request));
     } catch (const std::exception& failure) {
         // Memory ran out, or the like: the host waits for this reply, and the next request may well
         // succeed.
-        result = {fmt::format("{} failed: {}", toolName, failure.what()), true};
+        result = {fmt::format("{} failed: {}", tool, failure.what()), true};
     }
     return {
         {"content", json::array{{{"type", "text"}, {"text", result.text}}}},
@@ -75,11 +86,11 @@ json::object StdioLoop::callTool(const json::object& params) const {
     };
 }
 
-void StdioLoop::resultResponse(const json::value& id, const json::object& result) {
+void StdioLoop::resultResponse(const JsonReader::Source& id, const json::object& result) {
     transport_.writeReply(id, "result", result);
 }
 
-void StdioLoop::errorResponse(const json::value& id, int code, std::string_view message) {
+void StdioLoop::errorResponse(const JsonReader::Source& id, int code, std::string_view message) {
     transport_.writeReply(id, "error", {{"code", code}, {"message", message}});
 }
 

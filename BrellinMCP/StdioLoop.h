@@ -3,7 +3,7 @@
 #include "BrellinCore/server/MCPServer.h"
 #include "BrellinMCP/MessageTransport.h"
 
-#include <boost/json/value.hpp>
+#include <boost/json/object.hpp>
 
 #include <string_view>
 
@@ -22,10 +22,10 @@ class StdioLoop {
 
   private:
     void handle(const Request& request);
-    boost::json::object initialize(const boost::json::object& params) const;
-    boost::json::object callTool(const boost::json::object& params) const;
-    void resultResponse(const boost::json::value& id, const boost::json::object& result);
-    void errorResponse(const boost::json::value& id, int code, std::string_view message);
+    boost::json::object initialize(const Request& request) const;
+    boost::json::object callTool(const Request& request) const;
+    void resultResponse(const JsonReader::Source& id, const boost::json::object& result);
+    void errorResponse(const JsonReader::Source& id, int code, std::string_view message);
 
     const MCPServer& server_;
     MessageTransport& transport_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <vector>
 
@@ -18,9 +19,10 @@ struct Comparison {
     double ratio = 0;  ///< median of the ratios of neighbouring turns
 };
 
-/// How long the rows may take; one length for all, so that one word makes the run short.
+/// How long the rows may take; the same for all, so that one word makes the run short.
 struct Patience {
     Seconds perRow{5};
+    std::size_t largestFile = 0;  ///< in bytes, of what is made to be read
 };
 
 /// How long one call of the work takes.

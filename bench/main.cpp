@@ -15,10 +15,12 @@ int main(int count, char** words) {
     }
     brellin::ProcessSetup::prepare();
     try {
-        const Patience patience{Seconds(quick ? 1 : 8)};
+        constexpr std::size_t megabyte = std::size_t{1} << 20U;
+        const Patience patience{Seconds(quick ? 1 : 8), (quick ? 20 : 200) * megabyte};
         Table table;
         addProtocolRows(table, patience);
         addReportRows(table, patience);
+        addJsonRows(table, patience);
         addRecordRows(table, patience);
         addInProcessRows(table, patience);
         return 0;

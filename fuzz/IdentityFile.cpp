@@ -1,20 +1,24 @@
-#include "BrellinCore/accounts/IdentityReader.h"
-#include "BrellinCore/text/Utf8.h"
+#include "BrellinCore/text/JsonReader.h"
+#include "fuzz/JsonDocument.h"
+#include "fuzz/Pieces.h"
 #include "fuzz/Target.h"
 
-#include <boost/json/serialize.hpp>
+#include <array>
 
 namespace brellin {
 
 void fuzz::feed(std::string_view input) {
-    const auto address = IdentityReader::emailInDocument(input);
-    if (!address) {
-        return;
-    }
-    require(!address->empty() && Utf8::isValid(*address), "an address is a text");
-    const boost::json::object document = {{"oauthAccount", {{"emailAddress", *address}}}};
-    require(IdentityReader::emailInDocument(boost::json::serialize(document)) == address,
-            "an address that is written out is read as the same");
+    std::optional<std::string> address;
+    const auto members = std::to_array<JsonReader::Member>({{"emailAddress", &address, "oauthAccount"}});
+    const auto document = JsonDocument::parse(input);
+    const auto expected = JsonDocument::text(JsonDocument::at(document, "/oauthAccount/emailAddress"));
+    const bool isObject = document && document->is_object();
+
+    require(JsonReader::read(input, members) == isObject,
+            "what is not an object, and that alone, is refused");
+    require(address == expected, "the address is that of the document");
+    require(readInPieces(input, members) == isObject, "pieces are refused for the same reasons");
+    require(address == expected, "the address is the same in pieces");
 }
 
 }  // namespace brellin

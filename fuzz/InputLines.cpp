@@ -1,8 +1,8 @@
 #include "BrellinCore/sessions/SessionRegistry.h"
 #include "BrellinCore/store/Reconciler.h"
-#include "BrellinCore/text/Json.h"
 #include "BrellinCore/text/Utf8.h"
 #include "BrellinMCP/StdioLoop.h"
+#include "fuzz/JsonDocument.h"
 #include "fuzz/Target.h"
 #include "tests/world/TemporaryDirectory.h"
 
@@ -23,6 +23,7 @@ namespace {
 
 namespace json = boost::json;
 using fuzz::require;
+namespace JsonDocument = fuzz::JsonDocument;
 using world::TemporaryDirectory;
 
 /// No system gives out such a process id, so these sessions are dead and no `ps` is run for them.
@@ -115,8 +116,43 @@ std::vector<std::string_view> linesOf(std::string_view text) {
     return lines;
 }
 
+/// What a tool answers to arguments that were read as a whole document.
+json::object toolResult(const std::optional<json::value>& message) {
+    const json::value* arguments = JsonDocument::at(message, "/params/arguments");
+    const auto result = MCPServer().callTool(
+        JsonDocument::text(JsonDocument::at(message, "/params/name")).value_or(""),
+        arguments != nullptr && arguments->is_object() ? arguments->get_object() : json::object());
+    return {{"content", json::array{{{"type", "text"}, {"text", result.text}}}},
+            {"isError", result.isError}};
+}
+
+json::object initializeResult(const std::optional<json::value>& message) {
+    const auto version = JsonDocument::text(JsonDocument::at(message, "/params/protocolVersion"));
+    return {{"protocolVersion", version.value_or("2024-11-05")},
+            {"capabilities", {{"tools", json::object()}}},
+            {"serverInfo", {{"name", "havrick"}, {"version", BrellinVersion::current}}},
+            {"instructions", MCPServer().instructions()}};
+}
+
+/// The member of the reply that holds its content.
+json::object replyContent(const std::optional<json::value>& message, const std::string& method) {
+    if (method == "initialize") {
+        return {{"result", initializeResult(message)}};
+    }
+    if (method == "tools/list") {
+        return {{"result", {{"tools", MCPServer().tools()}}}};
+    }
+    if (method == "tools/call") {
+        return {{"result", toolResult(message)}};
+    }
+    if (method == "ping") {
+        return {{"result", json::object()}};
+    }
+    return {{"error", {{"code", -32601}, {"message", "Method not found: " + method}}}};
+}
+
 struct Expected {
-    std::vector<json::value> answeredIds;
+    std::vector<json::object> replies;
     std::string diagnostics;
 };
 
@@ -126,27 +162,20 @@ void expectFrom(std::string_view line, Expected& expected) {
     if (text.empty()) {
         return;
     }
-    const auto message = Json::parseObject(text);
-    const auto* method = message ? Json::stringMember(*message, "method") : nullptr;
-    if (method == nullptr) {
+    const auto message = JsonDocument::parse(text);
+    const auto method = JsonDocument::text(JsonDocument::at(message, "/method"));
+    if (!method) {
         expected.diagnostics += "[havrick-mcp] line ignored (not JSON, or has no method)\n";
         return;
     }
-    const auto* id = message->if_contains("id");
-    if (id != nullptr && !std::string_view(*method).starts_with("notifications/")) {
-        expected.answeredIds.push_back(*id);
+    const json::value* id = JsonDocument::at(message, "/id");
+    if (id == nullptr || method->starts_with("notifications/")) {
+        return;
     }
-}
-
-void requireReply(std::string_view line, const json::value& id) {
-    require(Utf8::isValid(line), "a reply is UTF-8");
-    const auto reply = Json::parseObject(line);
-    require(reply.has_value(), "a reply is one JSON object");
-    const auto* version = Json::stringMember(*reply, "jsonrpc");
-    require(version != nullptr && *version == "2.0", "a reply names JSON-RPC 2.0");
-    require(reply->contains("id") && reply->at("id") == id, "replies carry the requests' ids, in order");
-    require(reply->contains("result") != reply->contains("error"), "a reply is a result or an error");
-    require(reply->size() == 3, "a reply holds nothing else");
+    json::object reply = replyContent(message, *method);
+    reply["jsonrpc"] = "2.0";
+    reply["id"] = *id;
+    expected.replies.push_back(std::move(reply));
 }
 
 }  // namespace
@@ -169,9 +198,10 @@ void fuzz::feed(std::string_view input) {
     require(streams.errors == expected.diagnostics, "each ignored line is mentioned, and nothing else");
     require(streams.output.empty() || streams.output.ends_with('\n'), "a reply is a whole line");
     const auto replies = linesOf(streams.output);
-    require(replies.size() == expected.answeredIds.size(), "each request is answered once");
+    require(replies.size() == expected.replies.size(), "each request is answered once");
     for (std::size_t index = 0; index < replies.size(); ++index) {
-        requireReply(replies[index], expected.answeredIds[index]);
+        require(JsonDocument::parse(replies[index]) == expected.replies[index],
+                "replies come in order, each what the request's document asks for");
     }
 }
 

@@ -1,10 +1,13 @@
 #include "BrellinCore/sessions/SessionRegistry.h"
 #include "BrellinCore/text/DateText.h"
-#include "BrellinCore/text/Json.h"
-#include "BrellinCore/text/Utf8.h"
+#include "BrellinCore/text/JsonReader.h"
+#include "fuzz/JsonDocument.h"
+#include "fuzz/Pieces.h"
 #include "fuzz/Target.h"
 
 #include <boost/json/serialize.hpp>
+
+#include <array>
 
 namespace brellin {
 
@@ -12,17 +15,65 @@ namespace {
 
 namespace json = boost::json;
 using fuzz::require;
+namespace JsonDocument = fuzz::JsonDocument;
 
 const std::string accountPath = "/home/ana/.claude";
 
-void feedDocument(std::string_view text) {
-    const auto document = Json::parse(text);
-    if (!document) {
-        return;
+/// The record of the document that the text is.
+std::optional<SessionRecord> expectedRecord(std::string_view text) {
+    const auto document = JsonDocument::parse(text);
+    const auto string = [&](const char* path) {
+        return JsonDocument::text(JsonDocument::at(document, path));
+    };
+    const auto number = [&](const char* path) {
+        return JsonDocument::wholeNumber(JsonDocument::at(document, path));
+    };
+    const auto sessionId = string("/sessionId");
+    const auto pid = number("/pid");
+    const auto startedAt = number("/startedAt");
+    if (!sessionId || !pid || static_cast<std::int32_t>(*pid) != *pid || !startedAt) {
+        return std::nullopt;
     }
-    require(Utf8::isValid(text), "JSON is UTF-8");
-    require(Json::parse(json::serialize(*document)) == document,
-            "a document that is written out is read as the same");
+    return SessionRecord{*sessionId,
+                         static_cast<std::int32_t>(*pid),
+                         accountPath,
+                         string("/cwd"),
+                         *startedAt,
+                         string("/procStart"),
+                         string("/messagingSocketPath"),
+                         string("/name"),
+                         string("/nameSource"),
+                         number("/nameSince"),
+                         string("/status"),
+                         string("/version")};
+}
+
+struct SomeMembers {
+    std::optional<std::int64_t> pid;
+    std::optional<std::string> name;
+    std::optional<JsonReader::Source> status;
+
+    friend bool operator==(const SomeMembers&, const SomeMembers&) = default;
+};
+
+/// A member of each type, from the text as a whole and from its pieces.
+void feedInPieces(std::string_view text) {
+    const auto membersOf = [](SomeMembers& some) {
+        return std::to_array<JsonReader::Member>(
+            {{"pid", &some.pid}, {"name", &some.name}, {"status", &some.status}});
+    };
+    SomeMembers whole;
+    SomeMembers joined;
+    require(JsonReader::read(text, membersOf(whole)) == fuzz::readInPieces(text, membersOf(joined)),
+            "pieces are refused for the same reasons");
+    require(whole == joined, "pieces hold the same members");
+    const auto document = JsonDocument::parse(text);
+    const json::value* status =
+        document && document->is_object() ? JsonDocument::at(document, "/status") : nullptr;
+    require(whole.status.has_value() == (status != nullptr), "any value is one that can be kept");
+    require(!status || JsonDocument::parse(whole.status->text) == *status, "a value is kept as it is");
+    require(!status || whole.status->text.find_first_of("\n\r") == std::string::npos,
+            "it stays on one line");
 }
 
 template <typename Value>
@@ -49,8 +100,9 @@ std::string documentOf(const SessionRecord& record) {
 }  // namespace
 
 void fuzz::feed(std::string_view input) {
-    feedDocument(input);
+    feedInPieces(input);
     const auto record = SessionRegistry::recordInDocument(input, accountPath);
+    require(record == expectedRecord(input), "a session is what its document says");
     if (!record) {
         return;
     }

@@ -120,7 +120,8 @@ std::string label(std::string_view path, std::string_view defaultPath) {
     return std::string(name);
 }
 
-AccountScan scan(const std::optional<std::string>& home, const Environment& environment) {
+AccountScan scan(const std::optional<std::string>& home, const Environment& environment,
+                 Identities identities) {
     const std::string scannedHome = home ? FilePath::absolute(*home) : homeDirectory();
     const std::string defaultPath = FilePath::normalize(scannedHome + "/.claude");
     const auto configDir = configDirIn(environment);
@@ -143,7 +144,7 @@ AccountScan scan(const std::optional<std::string>& home, const Environment& envi
         account.isDefault = path == defaultPath;
         account.isActiveForThisProcess = activePath == path;
         account.existsOnDisk = FileSystem::isDirectory(path);
-        if (account.existsOnDisk) {
+        if (account.existsOnDisk && identities == Identities::read) {
             account.identityEmail = IdentityReader::email(path, scannedHome);
         }
         result.accounts.push_back(std::move(account));

@@ -24,10 +24,16 @@ inline constexpr std::array<std::string_view, 6> shellRCFiles = {".zshrc",   ".z
 /// The current user's home directory: $HOME when absolute, otherwise from the user database.
 std::string homeDirectory();
 
+/// Whether a scan finds out who is signed in. Identity files can be hundreds of megabytes large, so who
+/// does not show the addresses leaves them alone.
+enum class Identities { read, leave };
+
 /// @param home        the home directory to scan; nullopt means homeDirectory()
 /// @param environment only CLAUDE_CONFIG_DIR is read; an empty value names no account
+/// @param identities  with `leave` no account has an identity
 /// @return accounts sorted default first, then by label and path; at least one caveat
-AccountScan scan(const std::optional<std::string>& home, const Environment& environment);
+AccountScan scan(const std::optional<std::string>& home, const Environment& environment,
+                 Identities identities = Identities::read);
 
 /// The short name of an account path: "main" for the default one, otherwise the last component without
 /// ".claude-" or a leading ".".

@@ -2,9 +2,41 @@
 
 #include "BrellinCore/platform/FilePath.h"
 #include "BrellinCore/platform/FileSystem.h"
-#include "BrellinCore/text/Json.h"
+#include "BrellinCore/text/JsonReader.h"
+
+#include <array>
 
 namespace brellin::IdentityReader {
+
+namespace {
+
+/// False when the file cannot be read to its end, or the reader refuses it.
+bool readInPieces(const Descriptor& file, JsonReader& reader) {
+    std::array<char, std::size_t{64} << 10U> piece;
+    for (;;) {
+        const auto size = file.readSome(piece.data(), piece.size());
+        if (!size || (*size > 0 && !reader.feed({piece.data(), *size}))) {
+            return false;
+        }
+        if (*size == 0) {
+            return reader.finish();
+        }
+    }
+}
+
+std::optional<std::string> emailInFile(const std::string& path) {
+    const auto file = FileSystem::openFile(path);
+    if (!file) {
+        return std::nullopt;
+    }
+    std::optional<std::string> address;
+    const auto members = std::to_array<JsonReader::Member>({{"emailAddress", &address, "oauthAccount"}});
+    JsonReader reader(members);
+    const bool isFound = readInPieces(*file, reader) && address && !address->empty();
+    return isFound ? address : std::nullopt;
+}
+
+}  // namespace
 
 std::vector<std::string> candidateFiles(const std::string& configDir, const std::string& home) {
     std::vector<std::string> files = {configDir + "/.claude.json"};
@@ -14,23 +46,9 @@ std::vector<std::string> candidateFiles(const std::string& configDir, const std:
     return files;
 }
 
-std::optional<std::string> emailInDocument(std::string_view text) {
-    const auto document = Json::parseObject(text);
-    if (!document) {
-        return std::nullopt;
-    }
-    const auto* account = Json::objectMember(*document, "oauthAccount");
-    const auto* address = account == nullptr ? nullptr : Json::stringMember(*account, "emailAddress");
-    if (address == nullptr || address->empty()) {
-        return std::nullopt;
-    }
-    return std::string(std::string_view(*address));
-}
-
 std::optional<std::string> email(const std::string& configDir, const std::string& home) {
     for (const std::string& file : candidateFiles(configDir, home)) {
-        const auto text = FileSystem::readFile(file);
-        if (auto address = text ? emailInDocument(*text) : std::nullopt) {
+        if (auto address = emailInFile(file)) {
             return address;
         }
     }

@@ -1,7 +1,5 @@
 #include "BrellinCore/platform/FileSystem.h"
 
-#include "BrellinCore/platform/Descriptor.h"
-
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -14,6 +12,7 @@
 #include <new>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace brellin::FileSystem {
 
@@ -50,6 +49,24 @@ std::optional<std::string> readToEnd(const Descriptor& file, std::size_t expecte
     return std::nullopt;
 } catch (const std::bad_alloc&) {
     return std::nullopt;
+}
+
+struct RegularFile {
+    Descriptor descriptor;
+    std::size_t size = 0;
+};
+
+std::optional<RegularFile> openRegularFile(const std::string& path) {
+    if (holdsNul(path)) {
+        return std::nullopt;
+    }
+    // A FIFO would block a plain open until someone writes to it; the server answers on one thread.
+    Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    struct stat status {};
+    if (!file.isOpen() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
+    return RegularFile{std::move(file), static_cast<std::size_t>(status.st_size)};
 }
 
 /// Brings what was written to the disk itself. On macOS fsync stops at the drive's cache.
@@ -96,21 +113,14 @@ std::optional<std::vector<std::string>> listDirectory(const std::string& path) {
     return names;
 }
 
+std::optional<Descriptor> openFile(const std::string& path) {
+    auto file = openRegularFile(path);
+    return file ? std::optional(std::move(file->descriptor)) : std::nullopt;
+}
+
 std::optional<std::string> readFile(const std::string& path) {
-    if (holdsNul(path)) {
-        return std::nullopt;
-    }
-    // A FIFO would block a plain open until someone writes to it; the server answers on one thread.
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
-    struct stat status {};
-    if (!file.isOpen() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        return std::nullopt;
-    }
-    const auto expected = static_cast<std::size_t>(status.st_size);
-    if (expected > maxFileSize) {
-        return std::nullopt;
-    }
-    return readToEnd(file, expected);
+    const auto file = openRegularFile(path);
+    return file && file->size <= maxFileSize ? readToEnd(file->descriptor, file->size) : std::nullopt;
 }
 
 void writeFileAtomically(const std::string& path, std::string_view content) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "BrellinCore/platform/Descriptor.h"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -12,8 +14,8 @@ namespace brellin {
 /// stop or delay the reader. A path that holds a NUL byte names nothing.
 namespace FileSystem {
 
-/// A larger file counts as unreadable: none of the files read here comes near it, and neither a sparse file
-/// of a terabyte nor one of gigabytes may delay an answer.
+/// A larger file counts as unreadable when it is to be read whole: none of those comes near it, and neither
+/// a sparse file of a terabyte nor one of gigabytes may delay an answer.
 inline constexpr std::size_t maxFileSize = std::size_t{64} << 20U;
 
 /// True when the path exists and is a directory; symbolic links are followed.
@@ -23,8 +25,13 @@ bool isDirectory(const std::string& path);
 /// the directory cannot be listed to its end.
 std::optional<std::vector<std::string>> listDirectory(const std::string& path);
 
-/// The whole content of a regular file (symbolic links are followed). nullopt when there is none that can
-/// be read to its end; FIFOs, sockets, devices and directories count as unreadable and never block.
+/// A regular file (symbolic links are followed), open for reading it in pieces, whatever its size. nullopt
+/// when there is none that can be opened; FIFOs, sockets, devices and directories never are, and never
+/// block.
+std::optional<Descriptor> openFile(const std::string& path);
+
+/// The whole content of a file as openFile opens it. nullopt when it cannot be read to its end, or is too
+/// large.
 std::optional<std::string> readFile(const std::string& path);
 
 /// Puts a file with this content in the place of whatever has the name, all at once: a temporary file

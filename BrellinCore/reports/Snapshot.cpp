@@ -1,6 +1,5 @@
 #include "BrellinCore/reports/Snapshot.h"
 
-#include "BrellinCore/accounts/AccountScanner.h"
 #include "BrellinCore/platform/Environment.h"
 #include "BrellinCore/sessions/SessionRegistry.h"
 
@@ -9,8 +8,8 @@
 
 namespace brellin {
 
-Snapshot Snapshot::take() {
-    AccountScan scan = AccountScanner::scan(std::nullopt, processEnvironment());
+Snapshot Snapshot::take(AccountScanner::Identities identities) {
+    AccountScan scan = AccountScanner::scan(std::nullopt, processEnvironment(), identities);
     auto sessions = SessionRegistry::allRecords(scan.accounts);
     return {std::move(scan), std::move(sessions)};
 }

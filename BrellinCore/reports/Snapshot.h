@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BrellinCore/accounts/ClaudeAccount.h"
+#include "BrellinCore/accounts/AccountScanner.h"
 #include "BrellinCore/sessions/SessionRecord.h"
 
 #include <string_view>
@@ -14,7 +14,7 @@ struct Snapshot {
     std::vector<SessionRecord> sessions;  ///< account by account, oldest first within each
 
     /// Scans the user's home with this process's environment and reads every account's registry.
-    static Snapshot take();
+    static Snapshot take(AccountScanner::Identities identities = AccountScanner::Identities::leave);
 
     /// The label of the account at a path, "?" when the scan has none there.
     std::string_view accountLabel(std::string_view accountPath) const;

@@ -1,6 +1,5 @@
 #include "BrellinCore/server/MCPServer.h"
 
-#include "BrellinCore/text/Json.h"
 #include "BrellinCore/text/Utf8.h"
 
 #include <fmt/format.h>
@@ -53,11 +52,11 @@ json::object inputSchema(const std::optional<Argument>& argument) {
 
 /// The tool's argument as received; nullopt when it is missing, empty or no string.
 std::optional<std::string> validArgument(const Argument& argument, const json::object& arguments) {
-    const json::string* value = Json::stringMember(arguments, argument.name);
-    if (value == nullptr || value->empty()) {
+    const json::value* value = arguments.if_contains(argument.name);
+    if (value == nullptr || !value->is_string() || value->get_string().empty()) {
         return std::nullopt;
     }
-    return std::string(std::string_view(*value));
+    return std::string(std::string_view(value->get_string()));
 }
 
 }  // namespace
@@ -127,6 +126,16 @@ json::array MCPServer::tools() const {
                                      {"inputSchema", inputSchema(tool.argument)}});
     }
     return tools;
+}
+
+std::set<std::string_view> MCPServer::argumentNames() {
+    std::set<std::string_view> names;
+    for (const Tool& tool : catalogue()) {
+        if (tool.argument) {
+            names.insert(tool.argument->name);
+        }
+    }
+    return names;
 }
 
 ToolResult MCPServer::callTool(std::string_view name, const json::object& arguments) const {

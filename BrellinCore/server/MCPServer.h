@@ -5,6 +5,7 @@
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -32,6 +33,9 @@ class MCPServer {
 
     /// The catalogue: for each of the five tools an object with "name", "description" and "inputSchema".
     boost::json::array tools() const;
+
+    /// The names of the arguments that the tools read, each once. All of them are strings.
+    static std::set<std::string_view> argumentNames();
 
     /// Checks a call's arguments and lets the tool's report answer. Never throws for a bad argument: that,
     /// like an unknown name, is an answer with isError true. The text is valid UTF-8, whatever bytes the

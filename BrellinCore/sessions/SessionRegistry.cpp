@@ -1,9 +1,7 @@
 #include "BrellinCore/sessions/SessionRegistry.h"
 
 #include "BrellinCore/platform/FileSystem.h"
-#include "BrellinCore/text/Json.h"
-
-#include <boost/json/monotonic_resource.hpp>
+#include "BrellinCore/text/JsonReader.h"
 
 #include <algorithm>
 #include <array>
@@ -14,45 +12,32 @@
 
 namespace brellin::SessionRegistry {
 
-namespace {
-
-std::optional<std::string> optionalString(const boost::json::object& object, std::string_view key) {
-    const auto* text = Json::stringMember(object, key);
-    return text == nullptr ? std::nullopt
-                           : std::optional<std::string>(std::in_place, text->data(), text->size());
-}
-
-}  // namespace
-
 std::optional<SessionRecord> recordInDocument(std::string_view text, const std::string& accountPath) {
-    // The document lives for this call only: its many small pieces lie side by side and go away at once.
-    std::array<unsigned char, 4096> room;
-    boost::json::monotonic_resource memory(room.data(), room.size());
-    const auto object = Json::parseObject(text, &memory);
-    if (!object) {
-        return std::nullopt;
-    }
-    auto sessionId = optionalString(*object, "sessionId");
-    const auto pid = Json::wholeNumberMember(*object, "pid");
-    const auto startedAt = Json::wholeNumberMember(*object, "startedAt");
+    SessionRecord record;
+    std::optional<std::string> sessionId;
+    std::optional<std::int64_t> pid;
+    std::optional<std::int64_t> startedAt;
+    const auto members = std::to_array<JsonReader::Member>({{"sessionId", &sessionId},
+                                                            {"pid", &pid},
+                                                            {"cwd", &record.cwd},
+                                                            {"startedAt", &startedAt},
+                                                            {"procStart", &record.procStartRaw},
+                                                            {"messagingSocketPath", &record.socketPath},
+                                                            {"name", &record.name},
+                                                            {"nameSource", &record.nameSource},
+                                                            {"nameSince", &record.nameSince},
+                                                            {"status", &record.reportedStatus},
+                                                            {"version", &record.version}});
     using PidLimits = std::numeric_limits<std::int32_t>;
-    if (!sessionId || !pid || *pid < PidLimits::min() || *pid > PidLimits::max() || !startedAt) {
+    if (!JsonReader::read(text, members) || !sessionId || !pid || *pid < PidLimits::min() ||
+        *pid > PidLimits::max() || !startedAt) {
         return std::nullopt;
     }
-    return SessionRecord{
-        .sessionId = std::move(*sessionId),
-        .pid = static_cast<std::int32_t>(*pid),
-        .accountPath = accountPath,
-        .cwd = optionalString(*object, "cwd"),
-        .startedAt = *startedAt,
-        .procStartRaw = optionalString(*object, "procStart"),
-        .socketPath = optionalString(*object, "messagingSocketPath"),
-        .name = optionalString(*object, "name"),
-        .nameSource = optionalString(*object, "nameSource"),
-        .nameSince = Json::wholeNumberMember(*object, "nameSince"),
-        .reportedStatus = optionalString(*object, "status"),
-        .version = optionalString(*object, "version"),
-    };
+    record.sessionId = std::move(*sessionId);
+    record.pid = static_cast<std::int32_t>(*pid);
+    record.accountPath = accountPath;
+    record.startedAt = *startedAt;
+    return record;
 }
 
 std::vector<SessionRecord> records(const std::string& accountPath) {

@@ -11,7 +11,8 @@
 namespace brellin {
 
 /// Reads the sessions that accounts declare, straight from disk. Nothing fails: a directory that cannot be
-/// listed holds no sessions, a file that cannot be read or understood is skipped, and neither hides others.
+/// listed holds no sessions, a file that cannot be read or understood, or is larger than 64 MiB, is
+/// skipped, and neither hides others.
 namespace SessionRegistry {
 
 /// The sessions declared by the files `<accountPath>/sessions/*.json`, oldest first; those that started

@@ -2,7 +2,7 @@
 
 #include "BrellinCore/platform/FileSystem.h"
 #include "BrellinCore/store/DataFiles.h"
-#include "BrellinCore/text/Json.h"
+#include "BrellinCore/text/JsonReader.h"
 #include "BrellinCore/text/Utf8.h"
 
 #include <boost/json/array.hpp>
@@ -29,15 +29,13 @@ WatchList::Loaded WatchList::load(const std::filesystem::path& directory) {
 }
 
 WatchList::Loaded WatchList::fromDocument(std::string_view text) {
-    const auto document = Json::parse(text);
-    const auto* specs = document ? document->if_array() : nullptr;
-    if (specs == nullptr ||
-        !std::ranges::all_of(*specs, [](const boost::json::value& spec) { return spec.is_string(); })) {
+    const auto specs = JsonReader::readStrings(text);
+    if (!specs) {
         return {.isReadable = false};
     }
     Loaded loaded;
-    for (const boost::json::value& spec : *specs) {
-        if (auto target = WatchTarget::fromSpec(spec.get_string())) {
+    for (const std::string& spec : *specs) {
+        if (auto target = WatchTarget::fromSpec(spec)) {
             loaded.list.targets.push_back(std::move(*target));
         } else {
             ++loaded.skipped;

@@ -80,6 +80,7 @@ TEST(AccountScanner, SaysWhenTheHomeCannotBeListed) {
 
 TEST(IdentityReader, LooksInTheAccountFirstAndInTheHomeForTheDefaultOne) {
     const std::string outer = R"({"oauthAccount": {"emailAddress": "in@home"}})";
+    const std::string manyPieces = R"({"projects": ")" + std::string(300000, 'x') + "\", ";
     // The file in the account, that in the home, and whom they name for the default account and for another.
     const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
         {R"({"oauthAccount": {"emailAddress": "in@account"}})", outer, "in@account", "in@account"},
@@ -89,6 +90,8 @@ TEST(IdentityReader, LooksInTheAccountFirstAndInTheHomeForTheDefaultOne) {
         {R"({"oauthAccount": "in@account"})", outer, "in@home", "-"},
         {"[]", outer, "in@home", "-"},
         {"{", "{", "-", "-"},
+        {manyPieces + R"("oauthAccount": {"emailAddress": "in@account"}})", outer, "in@account", "in@account"},
+        {manyPieces + R"("oauthAccount": {"emailAddress": "in@account"})", outer, "in@home", "-"},
         {R"({"oauthAccount": {"emailAddress": " Ä@b "}})", "", " Ä@b ", " Ä@b "}};
     for (const auto& [inAccount, inHome, ofDefault, ofOther] : cases) {
         const TemporaryDirectory home;
@@ -97,6 +100,11 @@ TEST(IdentityReader, LooksInTheAccountFirstAndInTheHomeForTheDefaultOne) {
         home.write(".claude.json", inHome);
         EXPECT_EQ(IdentityReader::email(home / ".claude", home.path()).value_or("-"), ofDefault) << inAccount;
         EXPECT_EQ(IdentityReader::email(home / ".claude-x", home.path()).value_or("-"), ofOther) << inAccount;
+        const auto identity = [&](auto... identities) {
+            return AccountScanner::scan(home.path(), {}, identities...).accounts.at(0).identityEmail.value_or("-");
+        };
+        EXPECT_EQ(identity(), ofDefault);
+        EXPECT_EQ(identity(AccountScanner::Identities::leave), "-");
         EXPECT_EQ(IdentityReader::candidateFiles(home / ".claude/", home.path()).size(), 1U);
     }
 }

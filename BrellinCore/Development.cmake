@@ -2,21 +2,8 @@
 
 set(package_directory "${CMAKE_INSTALL_LIBDIR}/cmake/BrellinCore")
 
-# Objects for link-time optimisation suit one version of one compiler. With GCC they hold machine code besides,
-# and only that is installed; elsewhere the library does without.
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    target_compile_options(BrellinCore PRIVATE $<$<CONFIG:Release>:-ffat-lto-objects>)
-    set(make_portable "execute_process(COMMAND \"${CMAKE_OBJCOPY}\" --wildcard
-        \"--remove-section=.gnu.lto_*\" \"--remove-section=.gnu.debuglto_*\" --strip-symbol=__gnu_lto_slim
-        \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libBrellinCore.a\"
-        COMMAND_ERROR_IS_FATAL ANY)")
-else()
-    set_target_properties(BrellinCore PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
-endif()
-
 install(TARGETS BrellinCore EXPORT BrellinCoreTargets
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
-install(CODE "${make_portable}" COMPONENT development)
 # Without the headers that only the library's own sources include.
 install(DIRECTORY ./ DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/BrellinCore" COMPONENT development
         FILES_MATCHING PATTERN "*.h"

@@ -15,6 +15,7 @@ namespace {
 
 std::vector<char*> pointersTo(const std::vector<std::string>& words) {
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (const std::string& word : words) {
         pointers.push_back(const_cast<char*>(word.c_str()));  // posix_spawn does not write to it
     }

@@ -1,8 +1,7 @@
 #include "BrellinCore/platform/ProcessSetup.h"
 #include "bench/Rows.h"
 
-#include <fmt/format.h>
-
+#include <cstdio>
 #include <exception>
 #include <string_view>
 
@@ -10,7 +9,7 @@ int main(int count, char** words) {
     using namespace brellin::bench;
     const bool quick = count == 2 && std::string_view(words[1]) == "--quick";
     if (count > 1 && !quick) {
-        fmt::print(stderr, "usage: havrick-bench [--quick]\n");
+        std::fputs("usage: havrick-bench [--quick]\n", stderr);
         return 2;
     }
     brellin::ProcessSetup::prepare();
@@ -25,7 +24,7 @@ int main(int count, char** words) {
         addInProcessRows(table, patience);
         return 0;
     } catch (const std::exception& failure) {
-        fmt::print(stderr, "havrick-bench: {}\n", failure.what());
+        std::fprintf(stderr, "havrick-bench: %s\n", failure.what());
         return 1;
     }
 }

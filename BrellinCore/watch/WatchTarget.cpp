@@ -90,10 +90,11 @@ std::optional<WatchTarget> WatchTarget::fromSpec(std::string_view spec) {
     const auto parts = partsOf(spec);
     std::optional<WatchTarget> target;
     forEachKind([&]<typename Kind>(const Kind* /*kind*/) {
-        if (parts && parts->kind == Form<Kind>::word) {
-            if (auto read = Form<Kind>::read(parts->value)) {
-                target = WatchTarget(std::move(*read));
-            }
+        if (!parts || parts->kind != Form<Kind>::word) {
+            return;
+        }
+        if (auto read = Form<Kind>::read(parts->value)) {
+            target = WatchTarget(std::move(*read));
         }
     });
     return target;

@@ -8,7 +8,8 @@ _havrick_session_ids() {
 _havrick() {
     local program=$1 word=$2 command=${COMP_WORDS[1]:-} choices=""
     COMPREPLY=()
-    # What stands behind these is the user's own to write. To bash a colon is a word.
+    # Offer nothing where only the user knows the value: after --every, and after the colon of pid:, cmd: or port:.
+    # Bash splits a command line at colons (COMP_WORDBREAKS), so the colon is a word of its own here.
     case "${COMP_WORDS[COMP_CWORD - 1]} ${COMP_WORDS[COMP_CWORD]}" in
         '--every '* | ': '* | *' :') return ;;
     esac

@@ -19,9 +19,9 @@ struct Result {
 /// Runs an executable by absolute path, without a shell, and waits for it.
 ///
 /// The child inherits standard input and the environment; its standard error goes to the null device (where
-/// there is none it is closed); no other descriptor of this process reaches it, and signals that this process
-/// handles its own way are back at their defaults. Its output is read to the end before its exit is waited
-/// for. There is no time-out.
+/// there is none it is closed); no other descriptor of this process reaches it, and signals that this
+/// process handles its own way are back at their defaults. Its output is read to the end before its exit is
+/// waited for. There is no time-out.
 ///
 /// @return nullopt when the child could not be started or its output could not be read
 std::optional<Result> run(const char* executable, const std::vector<std::string>& arguments);

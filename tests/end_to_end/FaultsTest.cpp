@@ -1,6 +1,8 @@
+#include "BrellinCore/platform/FileLock.h"
 #include "tests/world/Household.h"
 
-#include <filesystem>
+#include <fcntl.h>
+#include <sys/stat.h>
 
 namespace brellin {
 
@@ -69,6 +71,9 @@ TEST_F(Faults, EachGetsTheAnswerThatTheSystemPromises) {
         {"chmod 311 .; " + withoutRights + "bin/havrick-mcp; chmod 700 .", "accounts", "", incomplete},
         {"chmod 311 .; " + withoutRights + "bin/havrick-mcp; chmod 700 .", "now", "", "n [59c7ba]\n    account main"},
 #endif
+        {"cp ps havrick.db; HAVRICK_ROOT=$PWD exec bin/havrick-mcp", "who", "abc", identity},
+        {"cp ps havrick.db; HAVRICK_ROOT=$PWD exec bin/havrick-mcp", "resolve", "x",
+         "does not appear in known history"},
         {"HOME=/no/such/home exec bin/havrick-mcp", "now", "", "No declared session across the 1 accounts found."},
         {"HOME=/no/such/home exec bin/havrick-mcp", "accounts", "", "Could not list /no/such/home" + incomplete},
         {"HOME=$PWD/ps exec bin/havrick-mcp", "accounts", "", "/ps" + incomplete},
@@ -76,8 +81,8 @@ TEST_F(Faults, EachGetsTheAnswerThatTheSystemPromises) {
         {"exec bin/havrick-mcp 2>&-", "now", "", alive},
         {"exec bin/havrick-mcp 2>&-", "send", "abc", ready}};
     for (const auto& [script, tool, argument, part] : cases) {
-        const auto answer = world::answerIn(runIn(script, world::toolCall("havrick_" + tool, argument)));
-        EXPECT_NE(answer.text.find(part), std::string::npos) << script << "\n" << answer.text;
+        const auto answer = world::answerIn(runIn(script, world::toolCall(tool, argument)));
+        EXPECT_NE(answer.find(part), std::string::npos) << script << "\n" << answer;
     }
     EXPECT_FALSE(fs::exists(home_ / "data/havrick.db-wal"));
 }
@@ -86,7 +91,7 @@ TEST_F(Faults, TheCompanionTellsThemInWords) {
     const std::string directory = "havrick: the data directory ";
     // What makes the fault, how the output ends, and how the errors begin.
     const std::tuple<std::string, std::string, std::string> cases[] = {
-        {"HAVRICK_TEST_PS=/none exec bin/havrick-for-faults watch scan",
+        {"ps='ps \"$@\"; exit 2' exec bin/havrick-for-faults watch scan",
          "    unknown via ps\n    ⚠ ps could not be enumerated — the command’s presence cannot be decided\n"
          "? port 1\n    unknown via lsof\n    ⚠ lsof could not run — the port’s occupant cannot be decided\n",
          ""},
@@ -111,13 +116,19 @@ TEST_F(Faults, TheCompanionTellsThemInWords) {
 }
 
 TEST_F(Faults, TheServerOutlivesItsHostsMistakes) {
-    const std::string ping = R"({"id":1,"method":"ping"})";
-    const auto halfALine = runIn("exec bin/havrick-mcp", ping + "\n{\"id\":2,\"meth");
-    EXPECT_EQ(halfALine.output, "{\"jsonrpc\":\"2.0\",\"id\":1,\"result\":{}}\n");
-    EXPECT_NE(halfALine.errors.find("line ignored"), std::string::npos) << halfALine.errors;
-    EXPECT_EQ(runIn("exec bin/havrick-mcp >&-", ping + "\n" + ping).exitStatus, 0);
+    EXPECT_EQ(runIn("exec bin/havrick-mcp >&-", world::toolCall("now") + world::toolCall("now")).exitStatus, 0);
     EXPECT_EQ(runIn("exec bin/havrick-mcp <&- >&- 2>&-").exitStatus, 0);
-    EXPECT_EQ(runIn("bin/havrick-mcp | true; echo ${PIPESTATUS[0]}", std::string(100000, '\n') + ping).output, "0\n");
+    const std::string blanks(100000, '\n');
+    EXPECT_EQ(runIn("bin/havrick-mcp | true; echo ${PIPESTATUS[0]}", blanks + world::toolCall("now")).output, "0\n");
+}
+
+TEST_F(Faults, WritersOfTheCompanionTakeTurns) {
+    ASSERT_EQ(::mkfifo((home_ / "fifo").c_str(), 0600), 0);
+    home_.write("ps", "#!/bin/sh\ncat '" + home_ / "fifo" + "'\n");
+    environment_["HAVRICK_TEST_PS"] = home_ / "ps";
+    const world::LiveProcess writer({home_ / "bin/havrick-for-faults", "record"}, environment_);
+    const Descriptor fifo(::open((home_ / "fifo").c_str(), O_WRONLY));  // `ps` runs, in the middle of a write
+    EXPECT_EQ(FileLock(root_ + "/writer.lock", FileLock::Contention::refuse).holder(), writer.pid());
 }
 
 }  // namespace brellin

@@ -1,12 +1,20 @@
 #include "BrellinCore/platform/ChildProcess.h"
+#include "BrellinCore/platform/Environment.h"
+#include "BrellinCore/platform/FileLock.h"
+#include "BrellinCore/platform/FilePath.h"
 #include "BrellinCore/platform/FileSystem.h"
+#include "BrellinCore/platform/HomeDirectory.h"
 #include "BrellinCore/platform/Pipe.h"
+#include "BrellinCore/platform/ProcessSetup.h"
 #include "BrellinCore/platform/ProcessTable.h"
+#include "BrellinCore/server/Paths.h"
+#include "tests/world/FailingCall.h"
 #include "tests/world/TemporaryDirectory.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -17,9 +25,13 @@
 #include <filesystem>
 #include <thread>
 
+extern char** environ;  // NOLINT: macOS leaves the declaration to the program
+
 namespace brellin {
 
 namespace fs = std::filesystem;
+using ChildProcess::Result;
+using ChildProcess::run;
 using world::TemporaryDirectory;
 
 TEST(FileSystem, ReadsRegularFilesWholeAndNothingElse) {
@@ -27,6 +39,8 @@ TEST(FileSystem, ReadsRegularFilesWholeAndNothingElse) {
     const std::string content = std::string("a\0b", 3) + std::string(100000, 'x');
     EXPECT_EQ(FileSystem::readFile(directory.write("file", content)), content);
     EXPECT_EQ(FileSystem::readFile(directory.write("empty", "")), "");
+    fs::resize_file(directory.write("largest", ""), 64U << 20U);
+    EXPECT_EQ(FileSystem::readFile(directory / "largest").value().size(), 64U << 20U);
 #ifdef __linux__
     // Such a file says that it has no bytes, and has some.
     EXPECT_NE(FileSystem::readFile("/proc/self/status").value_or("").find("Name:"), std::string::npos);
@@ -35,7 +49,7 @@ TEST(FileSystem, ReadsRegularFilesWholeAndNothingElse) {
     ASSERT_EQ(::mkfifo((directory / "fifo").c_str(), 0600), 0);
     fs::create_symlink("nowhere", directory / "dangling");
     fs::create_symlink("loop", directory / "loop");
-    fs::resize_file(directory.write("huge", ""), std::uintmax_t{1} << 40U);
+    fs::resize_file(directory.write("huge", ""), (64U << 20U) + 1);
     sockaddr_un address{.sun_family = AF_UNIX};
     fmt::format_to(address.sun_path, "{}", directory / "socket");
     const Descriptor socket(::socket(AF_UNIX, SOCK_STREAM, 0));
@@ -50,24 +64,30 @@ TEST(FileSystem, ReadsRegularFilesWholeAndNothingElse) {
 }
 
 TEST(ChildProcess, ReportsOutputAndExitStatus) {
-    using ChildProcess::Result;
-    EXPECT_EQ(ChildProcess::run("/bin/echo", {"a b", "$HOME"}), (Result{0, "a b $HOME\n"}));
-    EXPECT_EQ(ChildProcess::run("/bin/sh", {"-c", "echo lost >&2; exit 3"}), (Result{3, ""}));
-    EXPECT_EQ(ChildProcess::run("/bin/sh", {"-c", "kill -9 $$"}), (Result{std::nullopt, ""}));
-    EXPECT_EQ(ChildProcess::run("/no/such/program", {}), std::nullopt);
-    EXPECT_EQ(ChildProcess::run("/usr/bin/head", {"-c", "1000000", "/dev/zero"}).value_or(Result()).output.size(),
-              1000000U)
+    EXPECT_EQ(run("/bin/echo", {"a b", "$HOME"}), (Result{0, "a b $HOME\n"}));
+    EXPECT_EQ(run("/bin/sh", {"-c", "test /dev/fd/2 -ef /dev/null && exit 3"}), (Result{3, ""})) << "errors are lost";
+    EXPECT_EQ(run("/bin/sh", {"-c", "kill -9 $$"}), (Result{std::nullopt, ""}));
+    EXPECT_EQ(run("/no/such/program", {}), std::nullopt);
+    EXPECT_EQ(run("/usr/bin/head", {"-c", "1000000", "/dev/zero"}).value().output.size(), 1000000U)
         << "more than a pipe holds must not block";
+#ifdef __linux__
+    for (const char* function : {"read", "waitpid"}) {
+        world::failNext(function, EINTR);
+        EXPECT_EQ(run("/bin/echo", {"all"}), (Result{0, "all\n"})) << function;
+    }
+#endif
 }
 
-TEST(ChildProcess, HandsDownNoDescriptorAndDefaultSignals) {
-    const Descriptor secret(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-    const Descriptor known(::fcntl(secret.get(), F_DUPFD_CLOEXEC, 77));
-    ::signal(SIGPIPE, SIG_IGN);
-    EXPECT_EQ(ChildProcess::run("/bin/sh", {"-c", "test -e /dev/fd/77"}), (ChildProcess::Result{1, ""}));
+TEST(ChildProcess, HandsDownNoDescriptorNoGroupAndDefaultSignals) {
+    const TemporaryDirectory directory;
+    const Descriptor inherited(::open("/dev/null", O_RDONLY));  // NOLINT(android-cloexec-open): as a host does
+    ProcessSetup::prepare();
+    const FileLock lock(directory / "lock", FileLock::Contention::refuse);
+    EXPECT_EQ(run("/bin/sh", {"-c", "echo /dev/fd/*"})->output, "/dev/fd/0 /dev/fd/1 /dev/fd/2 /dev/fd/3\n")
+        << "the last is the directory itself";
+    EXPECT_NE(std::stoi(run("/bin/sh", {"-c", "/bin/ps -o pgid= -p $$"})->output), ::getpgrp());
     // With SIGPIPE ignored, `yes` would complain about its closed pipe and go on to exit 1.
-    const auto broken = ChildProcess::run("/bin/bash", {"-c", "yes | head -1; echo ${PIPESTATUS[0]}"});
-    EXPECT_EQ(broken->output, "y\n141\n");
+    EXPECT_EQ(run("/bin/bash", {"-c", "yes | head -1; echo ${PIPESTATUS[0]}"})->output, "y\n141\n");
 }
 
 TEST(ChildProcess, WorksWithoutStandardStreams) {
@@ -75,22 +95,26 @@ TEST(ChildProcess, WorksWithoutStandardStreams) {
     const Descriptor keptErrors(::dup(STDERR_FILENO));
     ::close(STDOUT_FILENO);
     ::close(STDERR_FILENO);
-    const auto result = ChildProcess::run("/bin/echo", {"heard"});
+    const auto result = run("/bin/echo", {"heard"});
+    ProcessSetup::prepare();
+    const bool areOpened = ::fcntl(STDOUT_FILENO, F_GETFD) >= 0 && ::fcntl(STDERR_FILENO, F_GETFD) >= 0;
     ::dup2(keptOutput.get(), STDOUT_FILENO);
     ::dup2(keptErrors.get(), STDERR_FILENO);
-    ASSERT_TRUE(result);
-    EXPECT_EQ(result->output, "heard\n");
+    EXPECT_EQ(result, (Result{0, "heard\n"}));
+    EXPECT_TRUE(areOpened);
 }
 
 TEST(ProcessTable, KnowsProcessesOfAnyOwnerAndZombies) {
     const pid_t zombie = ::fork();
     if (zombie == 0) {
-        ::_exit(0);
+        ::setuid(65534);  // root may signal everybody
+        ::_exit(ProcessTable::contains(1) && ProcessTable::contains(::getppid()) ? 0 : 1);
     }
     siginfo_t ended{};
     ::waitid(P_PID, static_cast<id_t>(zombie), &ended, WEXITED | WNOWAIT);
+    EXPECT_EQ(ended.si_status, 0);
     // 0 would be the whole process group, -1 every process.
-    for (const auto& [pid, isThere] : {std::pair{1, true}, {zombie, true}, {0, false}, {-1, false}}) {
+    for (const auto& [pid, isThere] : {std::pair{zombie, true}, {0, false}, {-1, false}}) {
         EXPECT_EQ(ProcessTable::contains(pid), isThere) << pid;
     }
     ::waitpid(zombie, nullptr, 0);
@@ -112,6 +136,62 @@ TEST(Descriptor, CompletesPartialWritesOnAPipeThatDoesNotBlock) {
     }
     writer.join();
     EXPECT_EQ(received, 1000000U);
+}
+
+TEST(FileLock, NoticesWhenItsFileIsReplaced) {
+    const TemporaryDirectory directory;
+    const FileLock lock(directory / "lock", FileLock::Contention::refuse);
+    EXPECT_TRUE(lock.isInPlace());
+    fs::rename(directory / "lock", directory / "old");
+    directory.write("lock", "");
+    EXPECT_FALSE(lock.isInPlace());
+}
+
+TEST(Environment, TakesTheFirstEntryOfAName) {
+    std::array<std::string, 4> texts = {"A=1=2", "A=3", "no name", "B="};
+    std::array<char*, 5> entries = {texts[0].data(), texts[1].data(), texts[2].data(), texts[3].data(), nullptr};
+    char** const before = std::exchange(environ, entries.data());
+    const Environment environment = processEnvironment();
+    environ = before;
+    EXPECT_EQ(environment, (Environment{{"A", "1=2"}, {"B", ""}}));
+}
+
+TEST(HomeDirectory, IsAnAbsolutePathWithoutASlashAtItsEnd) {
+    const passwd* user = ::getpwuid(::getuid());
+    const std::string known = user == nullptr ? "/" : user->pw_dir;
+    for (const auto& [variable, home] :
+         {std::pair<const char*, std::string>{"/home/u//", "/home/u"}, {"/", "/"}, {"home", known}, {"", known}}) {
+        ::setenv("HOME", variable, 1);
+        EXPECT_EQ(homeDirectory(), home);
+        EXPECT_EQ(FilePath::expandTilde("~/x/"), home == "/" ? "/x/" : home + "/x/");
+    }
+}
+
+TEST(FilePath, NormalizesToOneSpelling) {
+    ::setenv("HOME", "/home/u", 1);
+    const std::string here = FilePath::absolute("");
+    const std::pair<std::string_view, std::string> cases[] = {{"~", "/home/u"},
+                                                              {"~/.claude-work/", "/home/u/.claude-work"},
+                                                              {"/home/u/x/.././/y/.", "/home/u/y"},
+                                                              {"/../..", "/"},
+                                                              {"//a//b//", "/a/b"},
+                                                              {"relative/../x", here + "/x"},
+                                                              {"~no-such-user/x", here + "/~no-such-user/x"},
+                                                              {"~root/x", "/root/x"},
+                                                              {"/a/~/b", "/a/~/b"}};
+    for (const auto& [path, normalized] : cases) {
+        EXPECT_EQ(FilePath::normalize(path), normalized) << path;
+    }
+}
+
+TEST(Paths, FindTheDataDirectory) {
+    ::setenv("HOME", "/home/u", 1);
+    const auto root = [](const char* value) { return Paths::root({{"HAVRICK_ROOT", value}}).string(); };
+    EXPECT_EQ(Paths::root({}).native(), "/home/u/Library/Application Support/Havrick");
+    EXPECT_EQ(root(""), "/home/u/Library/Application Support/Havrick");
+    EXPECT_EQ(root("~/data/"), "/home/u/data");
+    EXPECT_EQ(root("a/./ "), FilePath::absolute("") + "/a/ ");
+    EXPECT_EQ(root("/x/ y /."), "/x/ y /.");
 }
 
 }  // namespace brellin

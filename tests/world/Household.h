@@ -1,22 +1,15 @@
 #pragma once
 
 #include "BrellinCore/platform/Environment.h"
-#include "BrellinCore/server/MCPServer.h"
 #include "tests/world/Program.h"
 #include "tests/world/TemporaryDirectory.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include <ostream>
+#include <filesystem>
 #include <string>
 #include <string_view>
-
-namespace brellin {
-
-/// How GoogleTest shows an answer.
-void PrintTo(const ToolResult& result, std::ostream* stream);  // NOLINT(readability-identifier-naming)
-
-}  // namespace brellin
 
 namespace brellin::world {
 
@@ -24,11 +17,11 @@ namespace brellin::world {
 /// joined with "|", rows with line feeds, NULL is "-". A failed statement gives its error message.
 std::string sql(const std::string& root, const std::string& statements);
 
-/// The line that asks a tool of the server. `argument` goes in as the tool's own argument.
+/// The line that asks one of the server's tools, named without "havrick_". `argument` goes in as the tool's own.
 std::string toolCall(std::string_view tool, std::string_view argument = {});
 
-/// The answer that the server wrote to one such line.
-ToolResult answerIn(const ProgramRun& run);
+/// The answer that the server wrote to one such line, after "error: " when it is one.
+std::string answerIn(const ProgramRun& run);
 
 /// A home whose sessions run in one real process, and a data directory that does not exist yet.
 class Household : public testing::Test {
@@ -42,12 +35,11 @@ class Household : public testing::Test {
     /// quotes, each ending in a comma; they may replace the process id and the time.
     void declare(std::string_view account, std::string_view id, std::string_view members) const;
     /// Members of a session that runs, and of one that can be written to as well: at /s, which is 59c7ba.
-    std::string alive() const { return "'procStart':'" + process_.procStart() + "',"; }
+    std::string alive() const { return "'procStart':'" + startOf(process_.pid()) + "',"; }
     std::string reachable() const { return alive() + "'messagingSocketPath':'/s',"; }
     /// What the real server answers.
-    ToolResult ask(std::string_view tool, std::string_view argument = {}) const;
-    void expect(std::string_view tool, std::string_view argument, const std::string& text, bool isError = false) const {
-        EXPECT_EQ(ask(tool, argument), (ToolResult{text, isError}));
+    std::string ask(std::string_view tool, std::string_view argument = {}) const {
+        return answerIn(runProgram({HAVRICK_MCP_EXECUTABLE}, environment_, toolCall(tool, argument)));
     }
 };
 

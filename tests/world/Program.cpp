@@ -4,35 +4,37 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>  // NOLINT(modernize-deprecated-headers): kill is POSIX, not C++
+#include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdlib>
+#include <csignal>
 
 namespace brellin::world {
 
 namespace {
 
-void redirect(int descriptor, const std::string& path, int flags) {
-    const int file = ::open(path.c_str(), flags, 0600);
-    ::dup2(file, descriptor);
-    ::close(file);
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (std::string& text : texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
 }
 
-[[noreturn]] void execute(const std::vector<std::string>& command, const std::vector<std::string>& variables) {
-    std::vector<char*> arguments;
-    std::vector<char*> environment;
-    for (const std::string& word : command) {
-        arguments.push_back(const_cast<char*>(word.c_str()));
+/// Returns when the process is the program that was asked for.
+pid_t start(std::vector<std::string> command, const Environment& environment,
+            const posix_spawn_file_actions_t* streams) {
+    std::vector<std::string> variables = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin"};
+    for (const auto& [name, value] : environment) {
+        variables.push_back(name + "=" + value);
     }
-    for (const std::string& variable : variables) {
-        environment.push_back(const_cast<char*>(variable.c_str()));
-    }
-    arguments.push_back(nullptr);
-    environment.push_back(nullptr);
-    ::execve(arguments[0], arguments.data(), environment.data());
-    ::_exit(127);
+    pid_t pid = 0;
+    EXPECT_EQ(::posix_spawn(&pid, command[0].c_str(), streams, nullptr, pointersTo(command).data(),
+                            pointersTo(variables).data()),
+              0)
+        << command[0];
+    return pid;
 }
 
 }  // namespace
@@ -40,42 +42,30 @@ void redirect(int descriptor, const std::string& path, int flags) {
 ProgramRun runProgram(const std::vector<std::string>& command, const Environment& environment, std::string_view input) {
     // Files instead of pipes: nobody has to read while someone else writes.
     const TemporaryDirectory files;
-    files.write("input", input);
-    std::vector<std::string> variables = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin"};
-    for (const auto& [name, value] : environment) {
-        variables.push_back(name + "=" + value);
-    }
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        redirect(STDIN_FILENO, files / "input", O_RDONLY);
-        redirect(STDOUT_FILENO, files / "output", O_WRONLY | O_CREAT);
-        redirect(STDERR_FILENO, files / "errors", O_WRONLY | O_CREAT);
-        execute(command, variables);
-    }
+    posix_spawn_file_actions_t streams{};
+    ::posix_spawn_file_actions_init(&streams);
+    ::posix_spawn_file_actions_addopen(&streams, 0, files.write("input", input).c_str(), O_RDONLY, 0);
+    ::posix_spawn_file_actions_addopen(&streams, 1, (files / "output").c_str(), O_WRONLY | O_CREAT, 0600);
+    ::posix_spawn_file_actions_addopen(&streams, 2, (files / "errors").c_str(), O_WRONLY | O_CREAT, 0600);
+    const pid_t pid = start(command, environment, &streams);
+    ::posix_spawn_file_actions_destroy(&streams);
     int status = -1;
     EXPECT_EQ(::waitpid(pid, &status, 0), pid);
-    return {contentOf(files / "output"), contentOf(files / "errors"), WIFEXITED(status) ? WEXITSTATUS(status) : -1};
+    return {files.read("output"), files.read("errors"), WIFEXITED(status) ? WEXITSTATUS(status) : -1};
 }
 
-LiveProcess::LiveProcess(const std::vector<std::string>& command) : pid_(::fork()) {
-    if (pid_ == 0) {
-        execute(command, {});
-    }
+std::string startOf(pid_t pid, const std::string& zone) {
+    const std::string ps = "echo $(/bin/ps -o lstart= -p " + std::to_string(pid) + ")";
+    const std::string start = runProgram({"/bin/sh", "-c", ps}, {{"TZ", zone}}).output;
+    return start.substr(0, start.find('\n'));
 }
+
+LiveProcess::LiveProcess(const std::vector<std::string>& command, const Environment& environment)
+    : pid_(start(command, environment, nullptr)) {}
 
 LiveProcess::~LiveProcess() {
     ::kill(pid_, SIGKILL);
     ::waitpid(pid_, nullptr, 0);
-}
-
-std::string LiveProcess::procStart() const {
-    std::string start = runProgram({"/bin/ps", "-o", "lstart=", "-p", std::to_string(pid_)}, {{"TZ", "UTC"}}).output;
-    start.erase(start.find_last_not_of(" \n") + 1);
-    return start;
-}
-
-pid_t deadPid() {
-    return LiveProcess().pid();
 }
 
 }  // namespace brellin::world

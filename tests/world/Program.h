@@ -4,7 +4,6 @@
 
 #include <sys/types.h>
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,23 +21,22 @@ struct ProgramRun {
 ProgramRun runProgram(const std::vector<std::string>& command, const Environment& environment = {},
                       std::string_view input = {});
 
+/// When a process started, as `ps` says it in a time zone, with single spaces.
+std::string startOf(pid_t pid, const std::string& zone = "UTC");
+
 /// A child process that lives until this object ends.
 class LiveProcess {
   public:
-    explicit LiveProcess(const std::vector<std::string>& command = {"/bin/sleep", "1000"});
+    explicit LiveProcess(const std::vector<std::string>& command = {"/bin/sleep", "1000"},
+                         const Environment& environment = {});
     LiveProcess(const LiveProcess&) = delete;
     LiveProcess& operator=(const LiveProcess&) = delete;
     ~LiveProcess();
 
     pid_t pid() const { return pid_; }
-    /// Its start time in UTC, as a session declares it; read from `ps`, spaces as printed.
-    std::string procStart() const;
 
   private:
     pid_t pid_;
 };
-
-/// The id of a process that has ended and was waited for.
-pid_t deadPid();
 
 }  // namespace brellin::world

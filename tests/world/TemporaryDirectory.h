@@ -1,6 +1,9 @@
 #pragma once
 
-#include <optional>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -9,36 +12,39 @@ namespace brellin::world {
 /// A throw-away directory, removed with everything in it. Most tests use it as a home.
 class TemporaryDirectory {
   public:
-    TemporaryDirectory();
+    TemporaryDirectory() {
+        std::string pattern = std::filesystem::temp_directory_path() / "havrick-test-XXXXXX";
+        path_ = std::filesystem::canonical(::mkdtemp(pattern.data()));
+    }
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-    ~TemporaryDirectory();
+    ~TemporaryDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
 
     const std::string& path() const { return path_; }
     std::string operator/(std::string_view name) const { return path_ + "/" + std::string(name); }
 
+    /// Makes a directory and those above it; returns its path.
+    std::string makeDirectory(std::string_view name) const {
+        std::filesystem::create_directories(*this / name);
+        return *this / name;
+    }
     /// Writes a file, creating the directories above it; returns its path.
-    std::string write(std::string_view name, std::string_view content) const;
-    std::string makeDirectory(std::string_view name) const;
+    std::string write(std::string_view name, std::string_view content) const {
+        std::filesystem::create_directories(std::filesystem::path(*this / name).parent_path());
+        std::ofstream(*this / name, std::ios::binary) << content;
+        return *this / name;
+    }
+    /// The whole content of a file; empty when there is none.
+    std::string read(std::string_view name) const {
+        std::ifstream file(*this / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
 
   private:
     std::string path_;
-};
-
-/// The whole content of a file; empty when there is none.
-std::string contentOf(const std::string& path);
-
-/// Sets an environment variable for the life of this object, and the C library's time zone with it.
-class ScopedVariable {
-  public:
-    ScopedVariable(const char* name, const char* value);  ///< nullptr unsets it
-    ScopedVariable(const ScopedVariable&) = delete;
-    ScopedVariable& operator=(const ScopedVariable&) = delete;
-    ~ScopedVariable();
-
-  private:
-    std::string name_;
-    std::optional<std::string> before_;
 };
 
 }  // namespace brellin::world

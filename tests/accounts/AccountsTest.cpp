@@ -1,11 +1,58 @@
+#include "BrellinCore/accounts/AccountScanner.h"
+#include "BrellinCore/accounts/IdentityReader.h"
 #include "BrellinCore/accounts/ShellAliases.h"
+#include "tests/world/FailingCall.h"
 #include "tests/world/TemporaryDirectory.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
+
+#include <cerrno>
 
 namespace brellin {
 
+using world::TemporaryDirectory;
 using Words = std::vector<std::string>;
+
+#ifdef __linux__
+TEST(AccountScanner, TellsInOrderWhatItCouldNotSee) {
+    const TemporaryDirectory home;
+    home.write(".zshrc", "alias claude-yolo='claude --yolo'");
+    world::failNext("readdir", EIO);
+    const Words caveats = {
+        "1 alias(es) change more than CLAUDE_CONFIG_DIR (claude-yolo) — they are not treated as standing for an account.",
+        "Could not list " + home.path() + " — the account list is incomplete.",
+        "2 account(s) configured but with no directory on disk (main, dir) — configured, never used.",
+        "A config directory not named `.claude-*` shows up only if $CLAUDE_CONFIG_DIR or a shell alias names it."};
+    EXPECT_EQ(AccountScanner::scan(home.path(), {{"CLAUDE_CONFIG_DIR", "relative/.dir"}}).caveats, caveats);
+}
+#endif
+
+TEST(IdentityReader, LooksInTheAccountFirstAndInTheHomeForTheDefaultOne) {
+    const TemporaryDirectory home;
+    const auto email = [&](std::string_view account) {
+        return IdentityReader::email(home / account, home.path()).value_or("-");
+    };
+    home.write(".claude.json", R"({"oauthAccount": {"emailAddress": " Ä@home "}})");
+    const std::string manyPieces = R"({"projects": ")" + std::string(300000, 'x') + "\", ";
+    const std::string address = R"("oauthAccount": {"emailAddress": "in@account"})";
+    const Words withoutAddress = {"",
+                                  "{",
+                                  "[]",
+                                  R"({"oauthAccount": "a@b"})",
+                                  R"({"oauthAccount": {"emailAddress": ""}})",
+                                  R"({"oauthAccount": {"emailAddress": 5}})",
+                                  manyPieces + address};
+    for (const std::string& text : withoutAddress) {
+        home.write(".claude/.claude.json", text);
+        EXPECT_EQ(email(".claude"), " Ä@home ") << text;
+    }
+    EXPECT_EQ(email(".claude-x"), "-");
+    home.write(".claude/.claude.json", manyPieces + address + "}");
+    EXPECT_EQ(email(".claude"), "in@account");
+    const AccountScan scan = AccountScanner::scan(home.path(), {}, AccountScanner::Identities::leave);
+    EXPECT_EQ(scan.accounts.at(0).identityEmail, std::nullopt);
+}
 
 TEST(AliasParser, ReducesAValueToDirectoryAndOtherWords) {
     const std::tuple<std::string, std::optional<std::string>, Words> cases[] = {
@@ -40,7 +87,7 @@ TEST(AliasParser, ReducesAValueToDirectoryAndOtherWords) {
 }
 
 TEST(AliasParser, CollectsDefinitionsInFileAndLineOrder) {
-    const world::TemporaryDirectory home;
+    const TemporaryDirectory home;
     home.write(".bashrc",
                "# alias claude-no=claude\n\n \u3000\talias claude-a=claude\u00A0\nalias\tclaude-no=claude\n"
                "alias cw=claude\nalias Claude=claude\n  #alias claude-no=claude\nalias -g myclaude=claude\n"

@@ -1,5 +1,7 @@
 #include "BrellinCore/platform/Descriptor.h"
 #include "BrellinCore/sessions/LivenessProbe.h"
+#include "BrellinCore/sessions/SessionRegistry.h"
+#include "BrellinCore/text/Split.h"
 #include "tests/world/TemporaryDirectory.h"
 
 #include <fmt/format.h>
@@ -8,8 +10,11 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cstdlib>
+
 namespace brellin {
 
+using world::TemporaryDirectory;
 const std::string baseline = "Mon Nov 3 09:05:07 2026";
 
 TEST(LivenessProbe, HasThreeVerdictsAndSaysWhy) {
@@ -41,7 +46,7 @@ TEST(LivenessProbe, HasThreeVerdictsAndSaysWhy) {
 }
 
 TEST(LivenessProbe, ReadsWhatPsPrints) {
-    const world::ScopedVariable zone("TZ", "Europe/Athens");
+    ::setenv("TZ", "Europe/Athens", 1);
     EXPECT_EQ(LivenessProbe::startInPsOutput("Mon Nov  2 09:05:07 2026\n"), "Mon Nov 2 07:05:07 2026");
     for (const std::string_view output : {"", " \n", "garbage\n", "Mon Nov 2 09:05:07 2026\nMon Nov 2 09:05:07 2026\n",
                                           "Mon\tNov 2 09:05:07 2026", "Mon Nov 2 09:05:07 2026\xFF"}) {
@@ -62,7 +67,7 @@ TEST(LivenessProbe, ReadsSocketHoldersFromLsof) {
     }
     EXPECT_EQ(LivenessProbe::socketPIDsInLsofOutput("p1\nncc-socks\xFF\n"), std::nullopt);
 
-    const world::TemporaryDirectory directory;
+    const TemporaryDirectory directory;
     sockaddr_un address{.sun_family = AF_UNIX};
     fmt::format_to(address.sun_path, "{}", directory / "cc-socks");
     const Descriptor socket(::socket(AF_UNIX, SOCK_STREAM, 0));
@@ -71,6 +76,57 @@ TEST(LivenessProbe, ReadsSocketHoldersFromLsof) {
     const auto holders = LivenessProbe::listeningSocketPIDs();
     ASSERT_TRUE(holders);
     EXPECT_TRUE(holders->contains(::getpid()));
+}
+
+TEST(SessionRegistry, ReadsEveryKeyByItsType) {
+    const auto full = SessionRegistry::recordInDocument(
+        R"({"sessionId":"s","pid":-5.0,"startedAt":1772373909123,"cwd":"/w","procStart":"p",
+            "messagingSocketPath":"/tmp/cc-socks/1.sock","name":"n","nameSource":"derived","nameSince":7,
+            "status":"idle","version":"2.0","other":{}})",
+        "/a");
+    const SessionRecord expected{"s", -5,        "/a", "/w",   1772373909123, "p", "/tmp/cc-socks/1.sock",
+                                 "n", "derived", 7,    "idle", "2.0"};
+    EXPECT_EQ(full, expected);
+
+    const auto bare = SessionRegistry::recordInDocument(
+        R"({"sessionId":"","pid":1,"startedAt":0,"cwd":5,"procStart":null,"messagingSocketPath":[],"name":true,
+            "nameSource":{},"nameSince":"7","status":1.5,"version":null})",
+        "/a");
+    EXPECT_EQ(bare, (SessionRecord{.sessionId = "", .pid = 1, .accountPath = "/a"}));
+
+    for (const std::string_view text : splitDroppingEmpty(
+             R"({"pid":1,"startedAt":0};{"sessionId":5,"pid":1,"startedAt":0};{"sessionId":"s","startedAt":0};)"
+             R"({"sessionId":"s","pid":"1","startedAt":0};{"sessionId":"s","pid":1.5,"startedAt":0};)"
+             R"({"sessionId":"s","pid":2147483648,"startedAt":0};{"sessionId":"s","pid":-2147483649,"startedAt":0};)"
+             R"({"sessionId":"s","pid":true,"startedAt":0};)"
+             R"({"sessionId":"s","pid":1};{"sessionId":"s","pid":1,"startedAt":1e30};)"
+             R"([{"sessionId":"s","pid":1,"startedAt":0}];{"sessionId":"s","pid":1,"startedAt":0)",
+             ";")) {
+        EXPECT_EQ(SessionRegistry::recordInDocument(text, "/a"), std::nullopt) << text;
+    }
+}
+
+TEST(SessionRegistry, ReadsWhatItCanOfExistingAccountsInOrder) {
+    const TemporaryDirectory home;
+    for (const char* file : {"z/sessions/b.json", "z/sessions/B.json", "z/sessions/a.json", "z/sessions/.json",
+                             "z/sessions/c.JSON", "z/sessions/c.json.tmp", "a/sessions/s.json", "m/sessions/s.json"}) {
+        home.write(file, fmt::format(R"({{"sessionId":"{}","pid":1,"startedAt":5}})", file));
+    }
+    home.write("z/sessions/c.json", R"({"sessionId":"first","pid":1,"startedAt":1})");
+    home.write("z/sessions/caf\xE9.json", R"({"sessionId":"bytes","pid":1,"startedAt":9})");
+    home.write("z/sessions/truncated.json", R"({"sessionId":"t","pi)");
+    home.makeDirectory("z/sessions/directory.json");
+    home.write("file/sessions", "");
+    std::vector<ClaudeAccount> accounts;
+    for (const char* name : {"z", "file", "none", "m", "a"}) {
+        accounts.push_back({.path = home / name, .existsOnDisk = *name != 'm'});
+    }
+    std::string ids;
+    for (const SessionRecord& record : SessionRegistry::allRecords(accounts)) {
+        ids += record.sessionId + " ";
+    }
+    EXPECT_EQ(ids,
+              "first z/sessions/.json z/sessions/B.json z/sessions/a.json z/sessions/b.json bytes a/sessions/s.json ");
 }
 
 }  // namespace brellin

@@ -1,15 +1,47 @@
 #include "BrellinCore/text/DateText.h"
 #include "BrellinCore/text/Split.h"
-#include "tests/world/TemporaryDirectory.h"
+#include "BrellinCore/text/Utf8.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <limits>
 
 namespace brellin {
 
 using DateText::parseProcessStart;
 using DateText::Zone;
+
+TEST(Utf8, TrimsUnicodeWhiteSpaceAtBothEndsOnly) {
+    const std::string blanks =
+        "\t \u00A0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008\u2009\u200A\u202F\u205F\u3000";
+    const std::string all = blanks + "\n\v\f\r\u0085\u2028\u2029" + blanks;
+    EXPECT_EQ(Utf8::trimmed(all + "a \u00A0b" + all), "a \u00A0b");
+    EXPECT_EQ(Utf8::trimmed(all), "");
+    EXPECT_EQ(Utf8::trimmed("\u200Ba\uFEFF"), "\u200Ba\uFEFF") << "neither is white space";
+    EXPECT_EQ(Utf8::trimmedOfBlanks(blanks + "\na\r" + blanks), "\na\r") << "line breaks stay";
+}
+
+TEST(Utf8, ShowsWhatATerminalWouldObey) {
+    for (const std::string seen : {"\t", "\u00A0é", "\u2029", "\u202F", "\u2065", "\u206A"}) {
+        EXPECT_EQ(Utf8::printable(seen), seen);
+    }
+    for (const std::string_view obeyed :
+         {"\x1F", "\x7F", "\u0080", "\u009F", "\u202A", "\u202E", "\u2066", "\u2069", "\xFF"}) {
+        EXPECT_EQ(Utf8::printable(obeyed), "\uFFFD");
+    }
+}
+
+TEST(Utf8, CountsAndRepairsWholeCharacters) {
+    EXPECT_EQ(Utf8::prefix("aé𝄞z", 3), "aé𝄞");
+    EXPECT_EQ(Utf8::prefix("ab", 3), "ab");
+    EXPECT_EQ(Utf8::prefix("ab", 0), "");
+    EXPECT_EQ(Utf8::repaired("a\xFFz\xE2\x82"), "a\uFFFDz\uFFFD");
+    for (const std::string_view broken : {"\xC0\xAF", "\xED\xA0\x80", "\xF5\x80\x80\x80", "\x80", "\xE2\x82"}) {
+        EXPECT_FALSE(Utf8::isValid(broken));
+        EXPECT_TRUE(Utf8::isValid(Utf8::repaired(broken)));
+    }
+}
 
 TEST(DateText, ReadsAProcessStartInUtc) {
     EXPECT_EQ(parseProcessStart("Thu Jan 1 00:00:00 1970", Zone::utc), 0);
@@ -49,7 +81,7 @@ TEST(DateText, ReadsLocalTimeInTheZoneOfTheProcess) {
         {"Asia/Almaty", "Thu Feb 29 23:30:00 2024", "Thu Feb 29 18:30:00 2024"},    // came twice, no summer time
         {"Pacific/Apia", "Sat Dec 31 00:30:00 2011", "Fri Dec 30 10:30:00 2011"}};  // after a day that never came
     for (const auto& [name, local, utc] : cases) {
-        const world::ScopedVariable zone("TZ", name);
+        ::setenv("TZ", name, 1);
         for (int again = 0; again < 2; ++again) {
             const auto seconds = parseProcessStart(local, Zone::local);
             ASSERT_TRUE(seconds) << name << local;

@@ -9,6 +9,12 @@
 
 namespace brellin::world {
 
+/// The whole content of a file; empty when there is none.
+inline std::string contentOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
 /// A throw-away directory, removed with everything in it. Most tests use it as a home.
 class TemporaryDirectory {
   public:
@@ -38,10 +44,7 @@ class TemporaryDirectory {
         return *this / name;
     }
     /// The whole content of a file; empty when there is none.
-    std::string read(std::string_view name) const {
-        std::ifstream file(*this / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    std::string read(std::string_view name) const { return contentOf(*this / name); }
 
   private:
     std::string path_;

@@ -30,19 +30,19 @@ class World {
         if (server_.ask(request).find(words) == std::string_view::npos) {
             throw std::runtime_error(fmt::format("no \"{}\" in the reply", words));
         }
-        return [this, request, times] {
-            return timed([&] {
-                for (int count = 0; count < times; ++count) {
-                    server_.ask(request);
-                }
-            });
-        };
+        return [this, request, times] { return timed([&] { repeat(request, times); }); };
     }
 
     const world::TemporaryDirectory& home() const { return home_; }
     const Conversation& server() const { return server_; }
 
   private:
+    void repeat(const std::string& request, int times) {
+        for (int count = 0; count < times; ++count) {
+            server_.ask(request);
+        }
+    }
+
     world::TemporaryDirectory home_;
     Conversation server_;
 };

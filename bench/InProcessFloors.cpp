@@ -1,9 +1,9 @@
 #include "bench/InProcessFloors.h"
 
 #include "BrellinCore/store/Statements.h"
+#include "bench/PassingParser.h"
 
 #include <benchmark/benchmark.h>
-#include <boost/json/basic_parser_impl.hpp>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 #include <fcntl.h>
@@ -11,55 +11,11 @@
 #include <time.h>  // NOLINT(modernize-deprecated-headers): strptime, timegm and gmtime_r are POSIX, not C++
 
 #include <array>
-#include <limits>
 #include <stdexcept>
 
 namespace brellin::bench::InProcessFloors {
 
 namespace json = boost::json;
-
-namespace {
-
-/// Takes no notice of anything.
-struct Nobody {
-    using Error = json::error_code;
-    using Text = json::string_view;
-    // NOLINTBEGIN(readability-identifier-naming): the parser looks for these names
-    static constexpr std::size_t max_object_size = std::numeric_limits<std::size_t>::max();
-    static constexpr std::size_t max_array_size = max_object_size;
-    static constexpr std::size_t max_key_size = max_object_size;
-    static constexpr std::size_t max_string_size = max_object_size;
-    // NOLINTEND(readability-identifier-naming)
-
-    static bool on_document_begin(Error& /*error*/) { return true; }
-    static bool on_document_end(Error& /*error*/) { return true; }
-    static bool on_object_begin(Error& /*error*/) { return true; }
-    static bool on_object_end(std::size_t /*count*/, Error& /*error*/) { return true; }
-    static bool on_array_begin(Error& /*error*/) { return true; }
-    static bool on_array_end(std::size_t /*count*/, Error& /*error*/) { return true; }
-    static bool on_key_part(Text /*part*/, std::size_t /*size*/, Error& /*error*/) { return true; }
-    static bool on_key(Text /*part*/, std::size_t /*size*/, Error& /*error*/) { return true; }
-    static bool on_string_part(Text /*part*/, std::size_t /*size*/, Error& /*error*/) { return true; }
-    static bool on_string(Text /*part*/, std::size_t /*size*/, Error& /*error*/) { return true; }
-    static bool on_number_part(Text /*part*/, Error& /*error*/) { return true; }
-    static bool on_int64(std::int64_t /*number*/, Text /*part*/, Error& /*error*/) { return true; }
-    static bool on_uint64(std::uint64_t /*number*/, Text /*part*/, Error& /*error*/) { return true; }
-    static bool on_double(double /*number*/, Text /*part*/, Error& /*error*/) { return true; }
-    static bool on_bool(bool /*value*/, Error& /*error*/) { return true; }
-    static bool on_null(Error& /*error*/) { return true; }
-    static bool on_comment_part(Text /*part*/, Error& /*error*/) { return true; }
-    static bool on_comment(Text /*part*/, Error& /*error*/) { return true; }
-};
-
-using PassingParser = json::basic_parser<Nobody>;
-
-json::parse_options parseOptions() {
-    json::parse_options options;
-    options.max_depth = 512;
-    return options;
-}
-
-}  // namespace
 
 void answerPings(const Descriptor& input, const Descriptor& output) {
     static std::array<char, 1U << 16U> buffer;
@@ -76,15 +32,13 @@ void answerPings(const Descriptor& input, const Descriptor& output) {
 }
 
 void passOver(std::string_view text) {
-    PassingParser parser{parseOptions()};
-    json::error_code error;
-    benchmark::DoNotOptimize(parser.write_some(false, text.data(), text.size(), error));
+    benchmark::DoNotOptimize(PassingParser::passOver(text));
 }
 
 void passOverFile(const std::string& path) {
     static std::array<char, 1U << 16U> piece;
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    PassingParser parser{parseOptions()};
+    json::basic_parser<PassingParser::Nobody> parser{PassingParser::options()};
     json::error_code error;
     while (const auto size = file.readSome(piece.data(), piece.size()).value_or(0)) {
         parser.write_some(true, piece.data(), size, error);

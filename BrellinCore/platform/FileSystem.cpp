@@ -1,14 +1,13 @@
 #include "BrellinCore/platform/FileSystem.h"
 
-#include <dirent.h>
+#include "BrellinCore/platform/Directory.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <memory>
 #include <new>
 #include <string_view>
 #include <system_error>
@@ -21,10 +20,6 @@ namespace {
 bool holdsNul(const std::string& path) {
     return path.find('\0') != std::string::npos;
 }
-
-struct DirectoryCloser {
-    void operator()(DIR* directory) const { ::closedir(directory); }
-};
 
 /// Reads a file that was found to be `expected` bytes long. The buffer has one byte more, so that a read
 /// which fills all but that byte has met the end, and the usual file takes a single read. A file that grew
@@ -87,29 +82,14 @@ bool isDirectory(const std::string& path) {
 }
 
 std::optional<std::vector<std::string>> listDirectory(const std::string& path) {
-    if (holdsNul(path)) {
-        return std::nullopt;
-    }
-    const std::unique_ptr<DIR, DirectoryCloser> directory(::opendir(path.c_str()));
+    const auto directory = Directory::open(path);
     if (!directory) {
         return std::nullopt;
     }
     std::vector<std::string> names;
-    for (;;) {
-        errno = 0;
-        const dirent* entry = ::readdir(directory.get());
-        if (entry == nullptr) {
-            break;
-        }
-        const std::string_view name = static_cast<const char*>(entry->d_name);
-        if (name != "." && name != "..") {
-            names.emplace_back(name);
-        }
+    for (const Directory::Entry& entry : directory->entries()) {
+        names.push_back(entry.name);
     }
-    if (errno != 0) {
-        return std::nullopt;
-    }
-    std::ranges::sort(names);
     return names;
 }
 

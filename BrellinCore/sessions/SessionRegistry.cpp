@@ -1,64 +1,84 @@
 #include "BrellinCore/sessions/SessionRegistry.h"
 
-#include "BrellinCore/platform/FileSystem.h"
+#include "BrellinCore/platform/Directory.h"
 #include "BrellinCore/text/JsonReader.h"
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <limits>
-#include <map>
+#include <numeric>
 #include <utility>
 
 namespace brellin::SessionRegistry {
 
 std::optional<SessionRecord> recordInDocument(std::string_view text, const std::string& accountPath) {
-    SessionRecord record;
+    std::optional<SessionRecord> found(std::in_place);  // what is returned, so that nothing is moved
+    SessionRecord& record = *found;
     std::optional<std::string> sessionId;
     std::optional<std::int64_t> pid;
     std::optional<std::int64_t> startedAt;
+    // In the order in which sessions write them.
     const auto members = std::to_array<JsonReader::Member>({{"sessionId", &sessionId},
                                                             {"pid", &pid},
                                                             {"cwd", &record.cwd},
                                                             {"startedAt", &startedAt},
                                                             {"procStart", &record.procStartRaw},
+                                                            {"version", &record.version},
                                                             {"messagingSocketPath", &record.socketPath},
                                                             {"name", &record.name},
                                                             {"nameSource", &record.nameSource},
                                                             {"nameSince", &record.nameSince},
-                                                            {"status", &record.reportedStatus},
-                                                            {"version", &record.version}});
+                                                            {"status", &record.reportedStatus}});
     using PidLimits = std::numeric_limits<std::int32_t>;
     if (!JsonReader::read(text, members) || !sessionId || !pid || *pid < PidLimits::min() ||
         *pid > PidLimits::max() || !startedAt) {
-        return std::nullopt;
+        found.reset();
+        return found;
     }
     record.sessionId = std::move(*sessionId);
     record.pid = static_cast<std::int32_t>(*pid);
     record.accountPath = accountPath;
     record.startedAt = *startedAt;
-    return record;
+    return found;
 }
 
-std::vector<SessionRecord> records(const std::string& accountPath) {
-    const std::string directory = accountPath + "/sessions/";
-    // Sessions that started at the same time stay in the order of insertion, that of the file names.
-    std::multimap<std::int64_t, SessionRecord> byStart;
-    for (const std::string& name :
-         FileSystem::listDirectory(directory).value_or(std::vector<std::string>())) {
-        if (!name.ends_with(".json")) {
-            continue;
-        }
-        const auto text = FileSystem::readFile(directory + name);
-        if (auto record = text ? recordInDocument(*text, accountPath) : std::nullopt) {
-            byStart.emplace(record->startedAt, std::move(*record));
-        }
+namespace {
+
+/// The places of the records, oldest first; those that started at the same time stay in order.
+std::vector<std::size_t> oldestFirst(const std::vector<SessionRecord>& records) {
+    std::vector<std::size_t> places(records.size());
+    std::iota(places.begin(), places.end(), std::size_t{0});
+    std::ranges::sort(places, {},
+                      [&](std::size_t place) { return std::pair(records[place].startedAt, place); });
+    return places;
+}
+
+void append(std::vector<SessionRecord>& all, const std::string& accountPath) {
+    auto directory = Directory::open(accountPath + "/sessions");
+    if (!directory) {
+        return;
     }
     std::vector<SessionRecord> found;
-    found.reserve(byStart.size());
-    for (auto& [startedAt, record] : byStart) {
-        found.push_back(std::move(record));
+    found.reserve(directory->entries().size());
+    for (const Directory::Entry& entry : directory->entries()) {
+        const auto text = entry.name.ends_with(".json") ? directory->read(entry) : std::nullopt;
+        if (auto record = text ? recordInDocument(*text, accountPath) : std::nullopt) {
+            found.push_back(std::move(*record));
+        }
     }
+    if (all.empty()) {
+        all.reserve(found.size());
+    }
+    for (const std::size_t place : oldestFirst(found)) {
+        all.push_back(std::move(found[place]));
+    }
+}
+
+}  // namespace
+
+std::vector<SessionRecord> records(const std::string& accountPath) {
+    std::vector<SessionRecord> found;
+    append(found, accountPath);
     return found;
 }
 
@@ -66,7 +86,7 @@ std::vector<SessionRecord> allRecords(const std::vector<ClaudeAccount>& accounts
     std::vector<SessionRecord> all;
     for (const ClaudeAccount& account : accounts) {
         if (account.existsOnDisk) {
-            std::ranges::move(records(account.path), std::back_inserter(all));
+            append(all, account.path);
         }
     }
     return all;

@@ -110,7 +110,8 @@ static void write_observation(const char *id, long long pid, const char *status)
     finish_write(statement);
 }
 
-static void record_session(char *content) {
+static void record_session(char *content, size_t size) {
+    (void)size;
     /* Numbers first: reading a string puts a NUL behind it. */
     const long long pid = number_member(content, "pid");
     const long long started = number_member(content, "startedAt");

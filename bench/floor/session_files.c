@@ -1,3 +1,5 @@
+#define _DEFAULT_SOURCE
+
 #include "session_files.h"
 
 #include <dirent.h>
@@ -5,6 +7,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -15,7 +18,12 @@ static int is_session_file(const char *name) {
     return length > 5 && memcmp(name + length - 5, ".json", 5) == 0;
 }
 
-void for_each_session_file(const char *directory, void (*use)(char *content)) {
+static int is_regular(const struct dirent *entry, int file) {
+    struct stat status;
+    return entry->d_type == DT_REG || (fstat(file, &status) == 0 && S_ISREG(status.st_mode));
+}
+
+void for_each_session_file(const char *directory, void (*use)(char *content, size_t size)) {
     static char content[LARGEST_FILE];
     DIR *entries = opendir(directory);
     if (entries == NULL) {
@@ -26,12 +34,12 @@ void for_each_session_file(const char *directory, void (*use)(char *content)) {
         if (!is_session_file(entry->d_name)) {
             continue;
         }
-        const int file = openat(dirfd(entries), entry->d_name, O_RDONLY | O_CLOEXEC);
-        const ssize_t size = read(file, content, LARGEST_FILE - 1);
+        const int file = openat(dirfd(entries), entry->d_name, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        const ssize_t size = is_regular(entry, file) ? read(file, content, LARGEST_FILE - 1) : -1;
         close(file);
         if (size >= 0) {
             content[size] = '\0';
-            use(content);
+            use(content, (size_t)size);
         }
     }
     closedir(entries);

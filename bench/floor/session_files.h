@@ -1,8 +1,11 @@
 #ifndef FLOOR_SESSION_FILES_H
 #define FLOOR_SESSION_FILES_H
 
-/* Calls `use` with the content of every file of the directory that ends in ".json". */
-void for_each_session_file(const char* directory, void (*use)(char* content));
+#include <stddef.h>
+
+/* Calls `use` with the content of every regular file of the directory that ends in ".json", and its size; a
+   NUL stands behind it. A file is asked whether it is regular only where the listing does not say so. */
+void for_each_session_file(const char* directory, void (*use)(char* content, size_t size));
 
 /* The string that stands behind "key": in the content, ended by a NUL in place of its quote; NULL when
    there is none. Escapes stay as they are: the files made here have none. */

@@ -3,7 +3,6 @@
 #include "BrellinCore/server/MCPServer.h"
 #include "BrellinCore/text/Utf8.h"
 
-#include <boost/json/serialize.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -61,17 +60,16 @@ bool MessageTransport::decode(std::string_view text) {
 }
 
 void MessageTransport::writeReply(const JsonReader::Source& id, std::string_view outcome,
-                                  const boost::json::object& content) {
-    std::string text;
+                                  std::string content) {
     try {
         std::string head = R"({"jsonrpc":"2.0","id":)" + id.text;
         head.append(",\"").append(outcome).append("\":");
-        // A report can be megabytes long: its text is made once and completed in place.
-        text = boost::json::serialize(content).insert(0, head).append("}");
+        // A report can be megabytes long: its text is completed in place.
+        content.insert(0, head).append("}");
     } catch (const std::exception&) {
         return;
     }
-    output_.writeAll(text) && output_.writeAll("\n");
+    output_.writeAll(content) && output_.writeAll("\n");
 }
 
 void MessageTransport::writeDiagnostic(std::string_view text) {

@@ -4,8 +4,6 @@
 #include "BrellinCore/text/JsonReader.h"
 #include "BrellinMCP/LineReader.h"
 
-#include <boost/json/object.hpp>
-
 #include <map>
 #include <optional>
 #include <string>
@@ -40,12 +38,12 @@ class MessageTransport {
     /// diagnostic, whatever else it holds.
     const Request* next();
 
-    /// Writes one reply line: the compact JSON text, then the line feed by a second write. A reply that
-    /// cannot be serialised is dropped; so is one that nobody reads any more.
+    /// Writes one reply line: the compact JSON text, then the line feed by a second write. A reply for
+    /// which there is no memory is dropped; so is one that nobody reads any more.
     ///
     /// @param outcome the member that holds the content, "result" or "error"
-    void writeReply(const JsonReader::Source& id, std::string_view outcome,
-                    const boost::json::object& content);
+    /// @param content a JSON object as text, on one line
+    void writeReply(const JsonReader::Source& id, std::string_view outcome, std::string content);
 
     /// Writes one diagnostic line to the error stream by a single write: "[havrick-mcp] ", the text, a
     /// line feed.

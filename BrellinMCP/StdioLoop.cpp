@@ -2,7 +2,10 @@
 
 #include "BrellinCore/platform/Environment.h"
 #include "BrellinCore/server/Paths.h"
+#include "BrellinCore/text/JsonText.h"
 
+#include <boost/json/object.hpp>
+#include <boost/json/serialize.hpp>
 #include <fmt/format.h>
 
 #include <exception>
@@ -15,6 +18,9 @@ namespace brellin {
 namespace json = boost::json;
 
 namespace {
+
+/// Room for what stands around a text in a reply.
+constexpr std::size_t largestHead = 256;
 
 json::object argumentsOf(const Request& request) {
     json::object arguments;
@@ -50,27 +56,31 @@ void StdioLoop::handle(const Request& request) {
     if (method == "initialize") {
         resultResponse(*request.id, initialize(request));
     } else if (method == "tools/list") {
-        resultResponse(*request.id, {{"tools", server_.tools()}});
+        resultResponse(*request.id, listTools());
     } else if (method == "tools/call") {
         resultResponse(*request.id, callTool(request));
     } else if (method == "ping") {
-        resultResponse(*request.id, {});
+        resultResponse(*request.id, "{}");
     } else if (!method.starts_with("notifications/")) {
         constexpr int methodNotFound = -32601;
         errorResponse(*request.id, methodNotFound, fmt::format("Method not found: {}", method));
     }
 }
 
-json::object StdioLoop::initialize(const Request& request) const {
-    return {
+std::string StdioLoop::initialize(const Request& request) const {
+    return json::serialize(json::object{
         {"protocolVersion", request.protocolVersion.value_or("2024-11-05")},
         {"capabilities", {{"tools", json::object()}}},
         {"serverInfo", {{"name", server_.serverName}, {"version", server_.serverVersion}}},
         {"instructions", server_.instructions()},
-    };
+    });
 }
 
-json::object StdioLoop::callTool(const Request& request) const {
+std::string StdioLoop::listTools() const {
+    return json::serialize(json::object{{"tools", server_.tools()}});
+}
+
+std::string StdioLoop::callTool(const Request& request) const {
     const std::string tool = request.tool.value_or("");
     ToolResult result;
     try {
@@ -80,18 +90,20 @@ json::object StdioLoop::callTool(const Request& request) const {
         // succeed.
         result = {fmt::format("{} failed: {}", tool, failure.what()), true};
     }
-    return {
-        {"content", json::array{{{"type", "text"}, {"text", result.text}}}},
-        {"isError", result.isError},
-    };
+    // A report can be megabytes long; its text is copied once.
+    std::string content;
+    content.reserve(result.text.size() + result.text.size() / 16 + largestHead);
+    content += R"({"content":[{"type":"text","text":)";
+    JsonText::appendString(content, result.text);
+    return content.append(R"(}],"isError":)").append(result.isError ? "true}" : "false}");
 }
 
-void StdioLoop::resultResponse(const JsonReader::Source& id, const json::object& result) {
-    transport_.writeReply(id, "result", result);
+void StdioLoop::resultResponse(const JsonReader::Source& id, std::string result) {
+    transport_.writeReply(id, "result", std::move(result));
 }
 
 void StdioLoop::errorResponse(const JsonReader::Source& id, int code, std::string_view message) {
-    transport_.writeReply(id, "error", {{"code", code}, {"message", message}});
+    transport_.writeReply(id, "error", json::serialize(json::object{{"code", code}, {"message", message}}));
 }
 
 }  // namespace brellin

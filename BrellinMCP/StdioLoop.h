@@ -3,8 +3,7 @@
 #include "BrellinCore/server/MCPServer.h"
 #include "BrellinMCP/MessageTransport.h"
 
-#include <boost/json/object.hpp>
-
+#include <string>
 #include <string_view>
 
 namespace brellin {
@@ -22,9 +21,12 @@ class StdioLoop {
 
   private:
     void handle(const Request& request);
-    boost::json::object initialize(const Request& request) const;
-    boost::json::object callTool(const Request& request) const;
-    void resultResponse(const JsonReader::Source& id, const boost::json::object& result);
+    // Results, as JSON text.
+    std::string initialize(const Request& request) const;
+    std::string listTools() const;
+    std::string callTool(const Request& request) const;
+
+    void resultResponse(const JsonReader::Source& id, std::string result);
     void errorResponse(const JsonReader::Source& id, int code, std::string_view message);
 
     const MCPServer& server_;

@@ -37,7 +37,8 @@ void appendSession(ReportText& report, const SessionRecord& record, std::string_
 
 std::string MCPServer::renderNow() {
     const Snapshot snapshot = Snapshot::take();
-    ReportText report;
+    constexpr std::size_t usualSizePerSession = 320;
+    ReportText report(snapshot.sessions.size() * usualSizePerSession);
     if (snapshot.sessions.empty()) {
         report.line(
             "No declared session across the {} accounts found. "

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <cstddef>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -26,6 +27,9 @@ std::string_view glyph(Liveness state);
 /// A report under construction: lines joined by single line feeds, none after the last.
 class ReportText {
   public:
+    /// @param expectedSize of the whole text in bytes, so that a large one is not moved while it grows
+    explicit ReportText(std::size_t expectedSize = 0) { text_.reserve(expectedSize); }
+
     /// Appends one line, written as for fmt::format.
     template <typename... Arguments>
     void line(fmt::format_string<Arguments...> format, Arguments&&... arguments) {

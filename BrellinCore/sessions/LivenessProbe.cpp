@@ -59,27 +59,26 @@ ProcStartComparison compareProcStart(std::string_view declared, std::string_view
     return declaredSeconds == actualSeconds ? ProcStartComparison::match : ProcStartComparison::mismatch;
 }
 
-LivenessVerdict verdict(const PidStart& target, const ExistenceProbe& probeExists,
-                        const StartProbe& probeStart) {
-    if (!probeExists(target.pid)) {
-        return {Liveness::stale, std::string(existenceMethod),
-                fmt::format("no process with PID {}", target.pid)};
+LivenessVerdict verdict(std::int32_t pid, const std::optional<std::string>& procStartRaw,
+                        const ExistenceProbe& probeExists, const StartProbe& probeStart) {
+    if (!probeExists(pid)) {
+        return {Liveness::stale, std::string(existenceMethod), fmt::format("no process with PID {}", pid)};
     }
-    if (!target.procStartRaw) {
+    if (!procStartRaw) {
         return unknown("no procStart baseline — PID recycling cannot be ruled out");
     }
-    const auto live = probeStart(target.pid);
+    const auto live = probeStart(pid);
     if (!live) {
         return unknown("procStart unavailable (ps unreadable) — PID recycling cannot be ruled out");
     }
-    const std::string& baseline = *target.procStartRaw;
+    const std::string& baseline = *procStartRaw;
     switch (compareProcStart(baseline, *live)) {
         case ProcStartComparison::match:
             return {Liveness::alive, "kill(pid,0) + procStart", std::nullopt};
         case ProcStartComparison::mismatch:
             return {Liveness::stale, "procStart mismatch",
                     fmt::format("PID {} recycled: the baseline says {}, the live process started at {}",
-                                target.pid, baseline, *live)};
+                                pid, baseline, *live)};
         case ProcStartComparison::unparsable:
             break;
     }

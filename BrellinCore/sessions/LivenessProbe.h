@@ -38,15 +38,15 @@ std::optional<std::int64_t> parseCtimeUTC(std::string_view text);
 /// Compares to the second, without tolerance; spacing does not matter.
 ProcStartComparison compareProcStart(std::string_view declared, std::string_view actual);
 
-/// The verdict for one target. `probeStart` is asked only when the process exists and has a baseline.
-LivenessVerdict verdict(const PidStart& target, const ExistenceProbe& probeExists = processExists,
-                        const StartProbe& probeStart = processStartUTCString);
+/// The verdict for a process with that id and that baseline.
+LivenessVerdict verdict(std::int32_t pid, const std::optional<std::string>& procStartRaw,
+                        const ExistenceProbe& probeExists, const StartProbe& probeStart);
 
-/// The same for any other target.
+/// The verdict for one target. `probeStart` is asked only when the process exists and has a baseline.
 template <LivenessTarget Target>
 LivenessVerdict verdict(const Target& target, const ExistenceProbe& probeExists = processExists,
                         const StartProbe& probeStart = processStartUTCString) {
-    return verdict(PidStart{target.pid, target.procStartRaw}, probeExists, probeStart);
+    return verdict(target.pid, target.procStartRaw, probeExists, probeStart);
 }
 
 /// The processes that hold a Unix-domain socket whose name contains "cc-socks", found with `lsof`. nullopt

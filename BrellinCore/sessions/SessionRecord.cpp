@@ -15,8 +15,8 @@ std::optional<std::string> SessionRecord::peerRef() const {
 }
 
 std::optional<std::string> SessionRecord::peerAddress() const {
-    const auto ref = name ? peerRef() : std::nullopt;
-    return ref ? std::optional(fmt::format("{} [{}]", *name, *ref)) : std::nullopt;
+    auto ref = name ? peerRef() : std::nullopt;
+    return ref ? std::optional(*name + " [" + *ref + "]") : std::nullopt;
 }
 
 }  // namespace brellin

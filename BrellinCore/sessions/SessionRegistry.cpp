@@ -11,9 +11,10 @@
 
 namespace brellin::SessionRegistry {
 
-std::optional<SessionRecord> recordInDocument(std::string_view text, const std::string& accountPath) {
-    std::optional<SessionRecord> found(std::in_place);  // what is returned, so that nothing is moved
-    SessionRecord& record = *found;
+namespace {
+
+/// Fills a new record; false when the text declares none.
+bool readRecord(std::string_view text, const std::string& accountPath, SessionRecord& record) {
     std::optional<std::string> sessionId;
     std::optional<std::int64_t> pid;
     std::optional<std::int64_t> startedAt;
@@ -32,17 +33,14 @@ std::optional<SessionRecord> recordInDocument(std::string_view text, const std::
     using PidLimits = std::numeric_limits<std::int32_t>;
     if (!JsonReader::read(text, members) || !sessionId || !pid || *pid < PidLimits::min() ||
         *pid > PidLimits::max() || !startedAt) {
-        found.reset();
-        return found;
+        return false;
     }
     record.sessionId = std::move(*sessionId);
     record.pid = static_cast<std::int32_t>(*pid);
     record.accountPath = accountPath;
     record.startedAt = *startedAt;
-    return found;
+    return true;
 }
-
-namespace {
 
 /// The places of the records, oldest first; those that started at the same time stay in order.
 std::vector<std::size_t> oldestFirst(const std::vector<SessionRecord>& records) {
@@ -62,8 +60,9 @@ void append(std::vector<SessionRecord>& all, const std::string& accountPath) {
     found.reserve(directory->entries().size());
     for (const Directory::Entry& entry : directory->entries()) {
         const auto text = entry.name.ends_with(".json") ? directory->read(entry) : std::nullopt;
-        if (auto record = text ? recordInDocument(*text, accountPath) : std::nullopt) {
-            found.push_back(std::move(*record));
+        // A record is large, and so it is made where it stays.
+        if (text && !readRecord(*text, accountPath, found.emplace_back())) {
+            found.pop_back();
         }
     }
     if (all.empty()) {
@@ -75,6 +74,14 @@ void append(std::vector<SessionRecord>& all, const std::string& accountPath) {
 }
 
 }  // namespace
+
+std::optional<SessionRecord> recordInDocument(std::string_view text, const std::string& accountPath) {
+    std::optional<SessionRecord> record(std::in_place);
+    if (!readRecord(text, accountPath, *record)) {
+        record.reset();
+    }
+    return record;
+}
 
 std::vector<SessionRecord> records(const std::string& accountPath) {
     std::vector<SessionRecord> found;

@@ -1,10 +1,10 @@
 #include "BrellinCore/text/PlainJson.h"
 
+#include "BrellinCore/text/ByteScan.h"
+
 #include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <variant>
 
@@ -13,39 +13,6 @@ namespace brellin::PlainJson {
 namespace {
 
 using Member = JsonReader::Member;
-using Word = std::uint64_t;
-
-constexpr Word eachByte(unsigned char byte) {
-    return Word{0x0101010101010101} * byte;
-}
-
-/// The high bit of each byte that ends the plain part of a string: quotes, backslashes, control characters
-/// and what is not ASCII. Bits behind the first one mean nothing, since a difference borrows from them.
-Word endsIn(Word bytes) {
-    const Word quotes = (bytes ^ eachByte('"')) - eachByte(1);
-    const Word backslashes = (bytes ^ eachByte('\\')) - eachByte(1);
-    const Word controls = bytes - eachByte(' ');
-    return (bytes | quotes | backslashes | controls) & eachByte(0x80);
-}
-
-bool isEnd(char byte) {
-    return byte == '"' || byte == '\\' || byte < ' ' || static_cast<unsigned char>(byte) >= 0x80;
-}
-
-/// Where the plain part of a string ends. Eight bytes are looked at together: strings are most of the text.
-inline const char* endOfPlain(const char* next, const char* end) {
-    // Where the first byte of a word is its lowest; elsewhere they are looked at one by one.
-    constexpr bool canTakeWords = std::endian::native == std::endian::little;
-    while (canTakeWords && end - next >= static_cast<std::ptrdiff_t>(sizeof(Word))) {
-        Word bytes = 0;
-        std::memcpy(&bytes, next, sizeof(bytes));
-        if (const Word ends = endsIn(bytes); ends != 0) {
-            return next + std::countr_zero(ends) / 8;
-        }
-        next += sizeof(bytes);
-    }
-    return std::find_if(next, end, isEnd);
-}
 
 /// A value: what a string holds, or how anything else is written.
 struct Value {
@@ -82,12 +49,12 @@ class Scanner {
         if (!take('"')) {
             return false;
         }
-        const char* const content = next_;
-        next_ = endOfPlain(content, end_);
-        if (next_ == end_ || *next_ != '"') {
+        const std::string_view rest(next_, static_cast<std::size_t>(end_ - next_));
+        text = rest.substr(0, ByteScan::find(rest, ByteScan::endsOrNonAscii));
+        next_ += text.size();
+        if (!isNext('"')) {
             return false;
         }
-        text = {content, static_cast<std::size_t>(next_ - content)};
         ++next_;
         return true;
     }

@@ -201,7 +201,7 @@ TEST(MessageTransport, WritesAReplyAndItsLineFeedApart) {
     const Descriptor host(ends[0]);
     const Descriptor server(ends[1]);
     MessageTransport transport(server, server, server);
-    transport.writeReply({"1"}, "result", {});
+    transport.writeReply({"1"}, "result", "{}");
     transport.writeDiagnostic("noise");
     for (const std::string written : {R"({"jsonrpc":"2.0","id":1,"result":{}})", "\n", "[havrick-mcp] noise\n"}) {
         std::array<char, 100> buffer{};

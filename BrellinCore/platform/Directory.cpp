@@ -97,9 +97,7 @@ bool Directory::list() {
             entries_.push_back({std::string(name), isKnownAsRegular(*entry)});
         }
     }
-    const bool isWhole = errno == 0;
-    std::ranges::sort(entries_, {}, &Entry::name);
-    return isWhole;
+    return errno == 0;
 }
 
 std::optional<std::string_view> Directory::read(const Entry& entry) try {

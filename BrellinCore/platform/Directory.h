@@ -28,7 +28,7 @@ class Directory {
     Directory& operator=(Directory&& other) noexcept;
     ~Directory();
 
-    /// All but "." and "..", sorted by the bytes of their names.
+    /// All but "." and "..", in the order in which the system lists and thus finds them fastest.
     const std::vector<Entry>& entries() const { return entries_; }
 
     /// The whole content of a file, valid until the next call. nullopt when it cannot be read to its end.

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <new>
@@ -90,6 +91,7 @@ std::optional<std::vector<std::string>> listDirectory(const std::string& path) {
     for (const Directory::Entry& entry : directory->entries()) {
         names.push_back(entry.name);
     }
+    std::ranges::sort(names);
     return names;
 }
 

@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
+#include <iterator>
 #include <limits>
-#include <numeric>
+#include <tuple>
 #include <utility>
 
 namespace brellin::SessionRegistry {
@@ -42,34 +44,32 @@ bool readRecord(std::string_view text, const std::string& accountPath, SessionRe
     return true;
 }
 
-/// The places of the records, oldest first; those that started at the same time stay in order.
-std::vector<std::size_t> oldestFirst(const std::vector<SessionRecord>& records) {
-    std::vector<std::size_t> places(records.size());
-    std::iota(places.begin(), places.end(), std::size_t{0});
-    std::ranges::sort(places, {},
-                      [&](std::size_t place) { return std::pair(records[place].startedAt, place); });
-    return places;
-}
+/// Where a record is among those that were read, and what decides where it belongs.
+struct Place {
+    std::int64_t startedAt;
+    std::string_view fileName;
+    std::size_t index;
 
-void append(std::vector<SessionRecord>& all, const std::string& accountPath) {
-    auto directory = Directory::open(accountPath + "/sessions");
-    if (!directory) {
-        return;
+    friend bool operator<(const Place& left, const Place& right) {
+        return std::tie(left.startedAt, left.fileName) < std::tie(right.startedAt, right.fileName);
     }
-    std::vector<SessionRecord> found;
-    found.reserve(directory->entries().size());
-    for (const Directory::Entry& entry : directory->entries()) {
-        const auto text = entry.name.ends_with(".json") ? directory->read(entry) : std::nullopt;
-        // A record is large, and so it is made where it stays.
-        if (text && !readRecord(*text, accountPath, found.emplace_back())) {
-            found.pop_back();
+};
+
+/// Moves each record once, to where the sorted places say it belongs.
+void arrange(std::vector<SessionRecord>& records, std::vector<Place>& places) {
+    for (std::size_t first = 0; first < places.size(); ++first) {
+        std::size_t hole = first;
+        std::size_t next = std::exchange(places[hole].index, hole);
+        if (next == first) {
+            continue;
         }
-    }
-    if (all.empty()) {
-        all.reserve(found.size());
-    }
-    for (const std::size_t place : oldestFirst(found)) {
-        all.push_back(std::move(found[place]));
+        SessionRecord waiting = std::move(records[first]);
+        while (next != first) {
+            records[hole] = std::move(records[next]);
+            hole = next;
+            next = std::exchange(places[hole].index, hole);
+        }
+        records[hole] = std::move(waiting);
     }
 }
 
@@ -85,15 +85,41 @@ std::optional<SessionRecord> recordInDocument(std::string_view text, const std::
 
 std::vector<SessionRecord> records(const std::string& accountPath) {
     std::vector<SessionRecord> found;
-    append(found, accountPath);
+    auto directory = Directory::open(accountPath + "/sessions");
+    if (!directory) {
+        return found;
+    }
+    std::vector<Place> places;
+    found.reserve(directory->entries().size());
+    places.reserve(directory->entries().size());
+    for (const Directory::Entry& entry : directory->entries()) {
+        const auto text = entry.name.ends_with(".json") ? directory->read(entry) : std::nullopt;
+        if (!text) {
+            continue;
+        }
+        // A record is large, and so it is made where it stays.
+        if (readRecord(*text, accountPath, found.emplace_back())) {
+            places.push_back({found.back().startedAt, entry.name, places.size()});
+        } else {
+            found.pop_back();
+        }
+    }
+    std::ranges::sort(places, std::less());
+    arrange(found, places);
     return found;
 }
 
 std::vector<SessionRecord> allRecords(const std::vector<ClaudeAccount>& accounts) {
     std::vector<SessionRecord> all;
     for (const ClaudeAccount& account : accounts) {
-        if (account.existsOnDisk) {
-            append(all, account.path);
+        if (!account.existsOnDisk) {
+            continue;
+        }
+        std::vector<SessionRecord> found = records(account.path);
+        if (all.empty()) {
+            all = std::move(found);
+        } else {
+            std::ranges::move(found, std::back_inserter(all));
         }
     }
     return all;

@@ -49,12 +49,12 @@ class Scanner {
         if (!take('"')) {
             return false;
         }
-        const std::string_view rest(next_, static_cast<std::size_t>(end_ - next_));
-        text = rest.substr(0, ByteScan::find(rest, ByteScan::endsOrNonAscii));
-        next_ += text.size();
+        const char* const content = next_;
+        next_ = ByteScan::find(content, end_, ByteScan::endsOrNonAscii);
         if (!isNext('"')) {
             return false;
         }
+        text = {content, static_cast<std::size_t>(next_ - content)};
         ++next_;
         return true;
     }

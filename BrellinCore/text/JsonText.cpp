@@ -8,15 +8,16 @@ namespace brellin::JsonText {
 
 namespace {
 
-void appendEscape(std::string& json, char byte) {
+void appendEscape(std::string& json, char character) {
     constexpr std::string_view named = "\"\\\b\f\n\r\t";
     constexpr std::string_view names = "\"\\bfnrt";
     constexpr std::string_view digits = "0123456789abcdef";
+    const auto byte = static_cast<unsigned char>(character);
     json += '\\';
-    if (const std::size_t place = named.find(byte); place != std::string_view::npos) {
+    if (const std::size_t place = named.find(character); place != std::string_view::npos) {
         json += names[place];
     } else {
-        json.append("u00").append({digits[static_cast<unsigned char>(byte) / 16], digits[byte % 16]});
+        json.append("u00").append({digits[byte / 16U], digits[byte % 16U]});
     }
 }
 

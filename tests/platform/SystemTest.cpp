@@ -1,4 +1,5 @@
 #include "BrellinCore/platform/ChildProcess.h"
+#include "BrellinCore/platform/Directory.h"
 #include "BrellinCore/platform/Environment.h"
 #include "BrellinCore/platform/FileLock.h"
 #include "BrellinCore/platform/FilePath.h"
@@ -61,6 +62,17 @@ TEST(FileSystem, ReadsRegularFilesWholeAndNothingElse) {
         EXPECT_EQ(FileSystem::readFile(path), std::nullopt) << path;
         EXPECT_EQ(FileSystem::openFile(path).has_value(), path.ends_with("huge")) << path << ", whatever its size";
     }
+
+    fs::create_symlink("file", directory / "link");
+    fs::resize_file(directory.write("filling the buffer", ""), 16U << 10U);
+    auto listed = Directory::open(directory.path()).value();
+    EXPECT_EQ(listed.entries().size(), 10U);
+    for (const Directory::Entry& entry : listed.entries()) {
+        EXPECT_TRUE(listed.read(entry) == FileSystem::readFile(directory / entry.name)) << entry.name;
+    }
+    // It has come in the place of a regular file, and someone may yet write to it.
+    const Descriptor writer(::open((directory / "fifo").c_str(), O_RDWR | O_CLOEXEC));
+    EXPECT_EQ(listed.read({"fifo", true}), std::nullopt);
 }
 
 TEST(ChildProcess, ReportsOutputAndExitStatus) {
@@ -80,11 +92,16 @@ TEST(ChildProcess, ReportsOutputAndExitStatus) {
 
 TEST(ChildProcess, HandsDownNoDescriptorNoGroupAndDefaultSignals) {
     const TemporaryDirectory directory;
-    const Descriptor inherited(::open("/dev/null", O_RDONLY));  // NOLINT(android-cloexec-open): as a host does
-    ProcessSetup::prepare();
-    const FileLock lock(directory / "lock", FileLock::Contention::refuse);
-    EXPECT_EQ(run("/bin/sh", {"-c", "echo /dev/fd/*"})->output, "/dev/fd/0 /dev/fd/1 /dev/fd/2 /dev/fd/3\n")
-        << "the last is the directory itself";
+    for (const bool isOldKernel : {false, true}) {
+        const Descriptor inherited(::open("/dev/null", O_RDONLY));  // NOLINT(android-cloexec-open): as a host does
+#ifdef __linux__
+        world::failNext(isOldKernel ? "close_range" : "", ENOSYS);
+#endif
+        ProcessSetup::prepare();
+        const FileLock lock(directory / "lock", FileLock::Contention::refuse);
+        EXPECT_EQ(run("/bin/sh", {"-c", "echo /dev/fd/*"})->output, "/dev/fd/0 /dev/fd/1 /dev/fd/2 /dev/fd/3\n")
+            << "the last is the directory itself; " << isOldKernel;
+    }
     EXPECT_NE(std::stoi(run("/bin/sh", {"-c", "/bin/ps -o pgid= -p $$"})->output), ::getpgrp());
     // With SIGPIPE ignored, `yes` would complain about its closed pipe and go on to exit 1.
     EXPECT_EQ(run("/bin/bash", {"-c", "yes | head -1; echo ${PIPESTATUS[0]}"})->output, "y\n141\n");

@@ -1,7 +1,10 @@
 #include "BrellinCore/text/JsonReader.h"
+#include "BrellinCore/text/JsonText.h"
 #include "BrellinCore/text/NearestDouble.h"
 #include "BrellinCore/text/Split.h"
 
+#include <boost/json/serialize.hpp>
+#include <boost/json/string.hpp>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <gtest/gtest.h>
@@ -156,6 +159,18 @@ TEST(JsonReader, ReadsListsOfStringsAndNothingElse) {
     for (const char* text :
          {"", "{}", "\"a\"", "[5]", "[1.5]", "[null]", R"(["a",["b"]])", R"(["a",{}])", "[\"a\"", "[] []"}) {
         EXPECT_EQ(JsonReader::readStrings(text), std::nullopt) << text;
+    }
+}
+
+TEST(JsonText, EscapesWhatHasToBe) {
+    for (int byte = 0; byte < 0x80; ++byte) {
+        for (std::size_t place = 0; place < 20; ++place) {
+            std::string text = "0123456789ab–\uFFFDefgh";
+            text.insert(std::min(place, text.size() - place), 2, static_cast<char>(byte));
+            std::string json = "before";
+            JsonText::appendString(json, std::string_view(text).substr(place % 12));
+            EXPECT_EQ(json, "before" + boost::json::serialize(boost::json::string(text.substr(place % 12)))) << byte;
+        }
     }
 }
 

@@ -28,6 +28,9 @@ Result call(const char* function, Result failed, Arguments... arguments) {
 
 extern "C" {
 
+int close_range(unsigned first, unsigned last, int flags) {
+    return call("close_range", -1, first, last, flags);
+}
 int fsync(int descriptor) {
     return call("fsync", -1, descriptor);
 }

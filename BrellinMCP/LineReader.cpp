@@ -30,13 +30,13 @@ std::optional<LineReader::Line> LineReader::next() {
 
 /// Hands out the line up to the next line feed, if there is one among the bytes read so far.
 std::optional<LineReader::Line> LineReader::takeLine() {
-    const char* unsearched = buffer_.data() + searched_;
+    const char* unsearched = buffer_.get() + searched_;
     const void* feed = end_ == searched_ ? nullptr : std::memchr(unsearched, '\n', end_ - searched_);
     if (feed == nullptr) {
         searched_ = end_;
         return std::nullopt;
     }
-    const char* start = buffer_.data() + begin_;
+    const char* start = buffer_.get() + begin_;
     const std::string_view text(start, static_cast<const char*>(feed));
     begin_ += text.size() + 1;
     searched_ = begin_;
@@ -48,7 +48,7 @@ std::optional<LineReader::Line> LineReader::takeRest() {
     if (begin_ == end_ && !isTruncated_) {
         return std::nullopt;
     }
-    const std::string_view text(buffer_.data() + begin_, end_ - begin_);
+    const std::string_view text(buffer_.get() + begin_, end_ - begin_);
     begin_ = searched_ = end_;
     return Line{text, std::exchange(isTruncated_, false)};
 }
@@ -60,27 +60,36 @@ void LineReader::discardConsumed() {
         return;
     }
     const std::size_t rest = end_ - begin_;
-    if (buffer_.size() > maxKeptBuffer && rest < pieceSize) {
-        std::vector<char> smaller(2 * pieceSize);
-        std::copy_n(buffer_.begin() + static_cast<std::ptrdiff_t>(begin_), rest, smaller.begin());
-        buffer_ = std::move(smaller);
+    if (size_ > maxKeptBuffer && rest < pieceSize) {
+        moveRestTo(2 * pieceSize);
         ProcessSetup::releaseFreedMemory();
-    } else {
-        std::memmove(buffer_.data(), buffer_.data() + begin_, rest);
+        return;
     }
+    std::memmove(buffer_.get(), buffer_.get() + begin_, rest);
     searched_ -= begin_;
     end_ = rest;
+    begin_ = 0;
+}
+
+/// Puts what was not handed out to the front of a buffer of that size.
+void LineReader::moveRestTo(std::size_t size) {
+    auto buffer = std::make_unique_for_overwrite<char[]>(size);
+    std::copy(buffer_.get() + begin_, buffer_.get() + end_, buffer.get());
+    buffer_ = std::move(buffer);
+    size_ = size;
+    searched_ -= begin_;
+    end_ -= begin_;
     begin_ = 0;
 }
 
 /// Makes room for another piece. Without memory for it, drop the line and mark it truncated: the stream
 /// goes on with the next one.
 void LineReader::makeRoom() {
-    if (buffer_.size() - end_ >= pieceSize) {
+    if (size_ - end_ >= pieceSize) {
         return;
     }
     try {
-        buffer_.resize(std::max(2 * buffer_.size(), end_ + pieceSize));
+        moveRestTo(std::max(2 * size_, end_ + pieceSize));
     } catch (const std::bad_alloc&) {
         isTruncated_ = true;
         begin_ = searched_ = end_ = 0;
@@ -90,8 +99,8 @@ void LineReader::makeRoom() {
 /// Reads one more piece; false at the end of input.
 bool LineReader::fill() {
     makeRoom();
-    const std::size_t room = std::min(pieceSize, buffer_.size() - end_);
-    const auto count = input_.readSome(buffer_.data() + end_, room);
+    const std::size_t room = std::min(pieceSize, size_ - end_);
+    const auto count = input_.readSome(buffer_.get() + end_, room);
     end_ += count.value_or(0);
     return count.value_or(0) > 0;
 }

@@ -3,9 +3,9 @@
 #include "BrellinCore/platform/Descriptor.h"
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string_view>
-#include <vector>
 
 namespace brellin {
 
@@ -30,10 +30,13 @@ class LineReader {
     std::optional<Line> takeRest();
     void discardConsumed();
     void makeRoom();
+    void moveRestTo(std::size_t size);
     bool fill();
 
     const Descriptor& input_;
-    std::vector<char> buffer_;
+    std::unique_ptr<char[]>
+        buffer_;                ///< never filled with zeros: memory that no line needs stays untouched
+    std::size_t size_ = 0;      ///< of the buffer
     std::size_t begin_ = 0;     ///< first byte that was not handed out
     std::size_t searched_ = 0;  ///< bytes before this one hold no line feed, from begin_ on
     std::size_t end_ = 0;       ///< behind the last byte read

@@ -11,7 +11,7 @@ namespace {
 
 const std::vector<std::string> server = {HAVRICK_MCP_EXECUTABLE};
 const std::vector<std::string> floorServer = {FLOOR_SERVER_EXECUTABLE};
-constexpr std::string_view fixedTexts = "a C program that answers fixed texts";
+constexpr std::string_view fixedTexts = "a C program that answers fixed texts, as static";
 
 constexpr std::string_view initialize =
     R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{"protocolVersion":"2025-06-18",)"
@@ -109,7 +109,7 @@ void addProtocolRows(Table& table, const Patience& patience) {
     const Environment environment = {{"HOME", home.path()}, {"HAVRICK_ROOT", home / "data"}};
 
     table.add("start to the reply of `initialize`", fixedTexts,
-              compare(patience, start(server, environment), start(floorServer, environment)), 1.3);
+              compare(patience, start(server, environment), start(floorServer, environment)), 1.15);
     table.add(
         "200 `ping`s, one at a time", fixedTexts,
         compare(patience, onePingAtATime(server, environment), onePingAtATime(floorServer, environment)),
@@ -117,7 +117,7 @@ void addProtocolRows(Table& table, const Patience& patience) {
     table.add(
         "9,000 `ping`s, pipelined", fixedTexts,
         compare(patience, pipelinedPings(server, environment), pipelinedPings(floorServer, environment)),
-        1.8);
+        1.3);
     addMemoryRows(table, environment);
 }
 

@@ -29,9 +29,7 @@ function(havrick_executable target)
         target_link_options(${target} PRIVATE $<IF:$<BOOL:${APPLE}>,LINKER:-dead_strip,LINKER:--gc-sections>)
     endif()
     if(havrick_is_portable)
-        # Not with -static-libstdc++ or -static-libgcc: both together make an executable that dies at its start.
-        target_link_options(${target} PRIVATE -static-pie
-            $<$<BOOL:${HAVRICK_LINKER_CAN_BE_QUIET}>:-Wl,--no-warnings>)
+        target_link_options(${target} PRIVATE ${havrick_static_link_options})
     elseif(HAVRICK_STATIC_DEPENDENCIES AND NOT HAVRICK_SANITIZERS AND NOT APPLE)
         target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
     endif()

@@ -139,7 +139,8 @@ void addReportRows(Table& table, const Patience& patience) {
     Conversation names({FLOOR_REPORT_EXECUTABLE, "resolve", large.sessions(), large.database()}, {});
     table.add("`havrick_now`, 5,000 dead sessions", "files read and parsed, kill, a reply as long in C",
               compare(patience, large.ask(now), floorTurn(files)), 1.5);
-    table.add("`havrick_resolve`, no match, 5,000 sessions", "files read and parsed, the same SQL statements in C",
+    table.add("`havrick_resolve`, no match, 5,000 sessions",
+              "files read and parsed, the same SQL statements in C",
               compare(patience, large.ask(resolve), floorTurn(names)), 1.3);
 
     DeadWorld small(500);

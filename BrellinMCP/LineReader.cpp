@@ -73,7 +73,7 @@ void LineReader::discardConsumed() {
 
 /// Puts what was not handed out to the front of a buffer of that size.
 void LineReader::moveRestTo(std::size_t size) {
-    auto buffer = std::make_unique_for_overwrite<char[]>(size);
+    auto buffer = std::make_unique_for_overwrite<char[]>(size);  // NOLINT(modernize-avoid-c-arrays)
     std::copy(buffer_.get() + begin_, buffer_.get() + end_, buffer.get());
     buffer_ = std::move(buffer);
     size_ = size;

@@ -34,13 +34,13 @@ class LineReader {
     bool fill();
 
     const Descriptor& input_;
-    std::unique_ptr<char[]>
-        buffer_;                ///< never filled with zeros: memory that no line needs stays untouched
-    std::size_t size_ = 0;      ///< of the buffer
-    std::size_t begin_ = 0;     ///< first byte that was not handed out
-    std::size_t searched_ = 0;  ///< bytes before this one hold no line feed, from begin_ on
-    std::size_t end_ = 0;       ///< behind the last byte read
-    bool isTruncated_ = false;  ///< the current line lost its beginning
+    // Never filled with zeros: memory that no line needs stays untouched.
+    std::unique_ptr<char[]> buffer_;  // NOLINT(modernize-avoid-c-arrays): of any size
+    std::size_t size_ = 0;            ///< of the buffer
+    std::size_t begin_ = 0;           ///< first byte that was not handed out
+    std::size_t searched_ = 0;        ///< bytes before this one hold no line feed, from begin_ on
+    std::size_t end_ = 0;             ///< behind the last byte read
+    bool isTruncated_ = false;        ///< the current line lost its beginning
 };
 
 }  // namespace brellin

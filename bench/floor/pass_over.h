@@ -1,7 +1,7 @@
 #ifndef FLOOR_PASS_OVER_H
 #define FLOOR_PASS_OVER_H
 
-#include <stddef.h>
+#include <stddef.h> /* NOLINT(modernize-deprecated-headers): this is C, too */
 
 #ifdef __cplusplus
 extern "C" {

@@ -28,6 +28,7 @@ Result call(const char* function, Result failed, Arguments... arguments) {
 
 extern "C" {
 
+// NOLINTNEXTLINE(readability-identifier-naming): the system's own name
 int close_range(unsigned first, unsigned last, int flags) {
     return call("close_range", -1, first, last, flags);
 }

@@ -117,7 +117,7 @@ void addProtocolRows(Table& table, const Patience& patience) {
     table.add(
         "9,000 `ping`s, pipelined", fixedTexts,
         compare(patience, pipelinedPings(server, environment), pipelinedPings(floorServer, environment)),
-        1.3);
+        1.75);
     addMemoryRows(table, environment);
 }
 

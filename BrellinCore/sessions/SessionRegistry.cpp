@@ -55,24 +55,6 @@ struct Place {
     }
 };
 
-/// Moves each record once, to where the sorted places say it belongs.
-void arrange(std::vector<SessionRecord>& records, std::vector<Place>& places) {
-    for (std::size_t first = 0; first < places.size(); ++first) {
-        std::size_t hole = first;
-        std::size_t next = std::exchange(places[hole].index, hole);
-        if (next == first) {
-            continue;
-        }
-        SessionRecord waiting = std::move(records[first]);
-        while (next != first) {
-            records[hole] = std::move(records[next]);
-            hole = next;
-            next = std::exchange(places[hole].index, hole);
-        }
-        records[hole] = std::move(waiting);
-    }
-}
-
 }  // namespace
 
 std::optional<SessionRecord> recordInDocument(std::string_view text, const std::string& accountPath) {
@@ -105,8 +87,12 @@ std::vector<SessionRecord> records(const std::string& accountPath) {
         }
     }
     std::ranges::sort(places, std::less());
-    arrange(found, places);
-    return found;
+    std::vector<SessionRecord> sorted;
+    sorted.reserve(found.size());
+    for (const Place& place : places) {
+        sorted.push_back(std::move(found[place.index]));
+    }
+    return sorted;
 }
 
 std::vector<SessionRecord> allRecords(const std::vector<ClaudeAccount>& accounts) {

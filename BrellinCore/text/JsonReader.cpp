@@ -1,7 +1,6 @@
 #include "BrellinCore/text/JsonReader.h"
 
 #include "BrellinCore/text/JsonSelection.h"
-#include "BrellinCore/text/PlainJson.h"
 #include "BrellinCore/text/SurrogateRepair.h"
 
 #include <boost/json/basic_parser_impl.hpp>
@@ -78,18 +77,8 @@ class JsonReader::Parser {
     bool isRefused_ = false;
 };
 
-namespace {
-
-bool readPlain(std::string_view text, std::span<const JsonReader::Member> members) try {
-    return PlainJson::read(text, members);
-} catch (const std::bad_alloc&) {
-    return false;
-}
-
-}  // namespace
-
 bool JsonReader::read(std::string_view text, std::span<const Member> members) {
-    return readPlain(text, members) || Parser(members).takeAll(text);
+    return Parser(members).takeAll(text);
 }
 
 std::optional<std::vector<std::string>> JsonReader::readStrings(std::string_view text) {

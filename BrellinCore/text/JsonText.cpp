@@ -1,7 +1,6 @@
 #include "BrellinCore/text/JsonText.h"
 
-#include "BrellinCore/text/ByteScan.h"
-
+#include <algorithm>
 #include <cstddef>
 
 namespace brellin::JsonText {
@@ -21,12 +20,16 @@ void appendEscape(std::string& json, char character) {
     }
 }
 
+bool needsEscape(char character) {
+    return character == '"' || character == '\\' || static_cast<unsigned char>(character) < ' ';
+}
+
 }  // namespace
 
 void appendString(std::string& json, std::string_view text) {
     json += '"';
     while (!text.empty()) {
-        const std::size_t end = ByteScan::find(text, ByteScan::ends);
+        const auto end = static_cast<std::size_t>(std::ranges::find_if(text, needsEscape) - text.begin());
         json.append(text.substr(0, end));
         text.remove_prefix(end);
         if (!text.empty()) {

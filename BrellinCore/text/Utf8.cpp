@@ -1,7 +1,5 @@
 #include "BrellinCore/text/Utf8.h"
 
-#include "BrellinCore/text/ByteScan.h"
-
 #include <utf8.h>
 
 #include <algorithm>
@@ -50,14 +48,13 @@ bool isAscii(char byte) {
 bool isValid(std::string_view text) {
     // No sequence holds an ASCII byte, so each run of other bytes is valid or not by itself; most texts
     // have few of them.
-    text.remove_prefix(ByteScan::find(text, ByteScan::nonAscii));
-    while (!text.empty()) {
-        const auto* const runEnd = std::ranges::find_if(text, isAscii);
-        if (!::utf8::is_valid(text.begin(), runEnd)) {
+    const auto* const end = text.end();
+    for (const auto* run = std::ranges::find_if_not(text, isAscii); run != end;) {
+        const auto* const runEnd = std::find_if(run, end, isAscii);
+        if (!::utf8::is_valid(run, runEnd)) {
             return false;
         }
-        text.remove_prefix(static_cast<std::size_t>(runEnd - text.begin()));
-        text.remove_prefix(ByteScan::find(text, ByteScan::nonAscii));
+        run = std::find_if_not(runEnd, end, isAscii);
     }
     return true;
 }

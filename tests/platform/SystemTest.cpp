@@ -7,6 +7,7 @@
 #include "BrellinCore/platform/Pipe.h"
 #include "BrellinCore/platform/ProcessSetup.h"
 #include "BrellinCore/platform/ProcessTable.h"
+#include "BrellinCore/platform/StopRequest.h"
 #include "BrellinCore/server/Paths.h"
 #include "tests/world/FailingCall.h"
 #include "tests/world/TemporaryDirectory.h"
@@ -14,7 +15,9 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pwd.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -22,6 +25,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <filesystem>
 #include <thread>
 
@@ -33,6 +37,7 @@ namespace fs = std::filesystem;
 using ChildProcess::Result;
 using ChildProcess::run;
 using world::TemporaryDirectory;
+using namespace std::chrono_literals;
 
 TEST(FileSystem, ReadsRegularFilesWholeAndNothingElse) {
     const TemporaryDirectory directory;
@@ -102,6 +107,65 @@ TEST(ChildProcess, WorksWithoutStandardStreams) {
     ::dup2(keptErrors.get(), STDERR_FILENO);
     EXPECT_EQ(result, (Result{0, "heard\n"}));
     EXPECT_TRUE(areOpened);
+}
+
+TEST(ChildProcess, EndsASupervisedChildAtItsLimitWithItsGroup) {
+    using ChildProcess::Ending;
+    const TemporaryDirectory directory;
+    ASSERT_EQ(::mkfifo((directory / "held").c_str(), 0600), 0);
+    const Descriptor held(::open((directory / "held").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    const auto requestStop = [](bool isDue) { return isDue ? std::raise(SIGTERM) : 0; };
+    constexpr auto ample = 100s;
+    // What the shell does, in which time, whether a stop has arrived before, and how that ends.
+    const std::tuple<std::string, std::chrono::milliseconds, bool, Ending, Result> cases[] = {
+        {"echo a; exit 3", ample, false, Ending::exited, {3, "a\n"}},
+        {"echo a; exit 3", ample, true, Ending::exited, {3, "a\n"}},
+        {"echo a >&2; echo $A$B$LC_ALL", ample, false, Ending::exited, {0, "12C\n"}},
+        {"echo a; exec sleep 200", 200ms, false, Ending::timedOut, {{}, "a\n"}},
+        {"echo a; exec >&-; sleep 200", 200ms, false, Ending::timedOut, {{}, "a\n"}},
+        {"echo a; sleep 200 3> held &", 200ms, false, Ending::timedOut, {{}, "a\n"}},
+        {"kill -TERM $PPID; exec sleep 200", ample, false, Ending::stopped, {}},
+        {"kill -TERM $PPID; exec >&-; sleep 200", ample, false, Ending::stopped, {}},
+        {"kill -TERM $PPID; echo a", ample, false, Ending::exited, {0, "a\n"}},
+        {"echo >> again; kill -INT $$", ample, false, Ending::signalled, {}},
+        {"test -e once && echo b && exit; echo > once; echo a; kill -TERM $$",
+         ample,
+         false,
+         Ending::exited,
+         {0, "b\n"}},
+        {"echo >> never; kill -TERM $PPID $$", ample, false, Ending::stopped, {}}};
+    ::setenv("A", "1", 1);
+    ::setenv("LC_ALL", "POSIX", 1);
+    for (const auto& [script, limit, stopArrived, ending, result] : cases) {
+        const StopRequest stop;
+        requestStop(stopArrived);
+        const auto ended = ChildProcess::supervise("/bin/sh", {"-c", "cd " + directory.path() + "; " + script},
+                                                   {limit, &stop, {{"B", "2"}, {"LC_ALL", "C"}}});
+        EXPECT_EQ(ended, (ChildProcess::SupervisedResult{ending, result})) << script;
+    }
+    EXPECT_EQ(directory.read("again") + "-" + directory.read("never"), "\n\n-\n") << "once more, but not after a stop";
+    pollfd waiting{held.get(), POLLIN, 0};
+    EXPECT_EQ(::poll(&waiting, 1, 60'000), 1) << "the grandchild that held it is gone";
+    const std::vector<std::string> endless = {"-c", "while :; do echo; done"};
+    EXPECT_EQ(ChildProcess::supervise("/bin/sh", endless, {.limit = 200ms})->ending, Ending::timedOut);
+    EXPECT_EQ(ChildProcess::supervise("/no/such/program", {}, {}), std::nullopt);
+}
+
+TEST(StopRequest, NotesSignalsAlsoWithoutAPipe) {
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    for (const rlim_t descriptors : {before.rlim_cur, rlim_t{0}}) {
+        const rlimit limited{descriptors, before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &limited);
+        const StopRequest stop;
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        EXPECT_EQ(stop.descriptor() < 0, descriptors == 0);
+        EXPECT_FALSE(stop.hasArrived() || stop.arrivesWithin(1ms));
+        std::raise(SIGINT);
+        EXPECT_TRUE(stop.hasArrived() && stop.arrivesWithin(100s));
+    }
+    struct sigaction action {};
+    EXPECT_TRUE(::sigaction(SIGINT, nullptr, &action) == 0 && action.sa_handler == SIG_DFL);
 }
 
 TEST(ProcessTable, KnowsProcessesOfAnyOwnerAndZombies) {

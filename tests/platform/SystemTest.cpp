@@ -4,6 +4,7 @@
 #include "BrellinCore/platform/FilePath.h"
 #include "BrellinCore/platform/FileSystem.h"
 #include "BrellinCore/platform/HomeDirectory.h"
+#include "BrellinCore/platform/Permissions.h"
 #include "BrellinCore/platform/Pipe.h"
 #include "BrellinCore/platform/ProcessSetup.h"
 #include "BrellinCore/platform/ProcessTable.h"
@@ -66,6 +67,79 @@ TEST(FileSystem, ReadsRegularFilesWholeAndNothingElse) {
         EXPECT_EQ(FileSystem::readFile(path), std::nullopt) << path;
         EXPECT_EQ(FileSystem::openFile(path).has_value(), path.ends_with("huge")) << path << ", whatever its size";
     }
+}
+
+TEST(FileSystem, TellsWhatIsMissingFromWhatCannotBeTold) {
+    const TemporaryDirectory directory;
+    fs::create_symlink("nowhere", directory / "dangling");
+    for (const auto& [path, isMissing] : {std::pair{directory.write("file", ""), false},
+                                          {directory / "dangling", false},
+                                          {directory / "none", true},
+                                          {directory / "none/x", true},
+                                          {directory / "file/x", true},
+                                          {directory / "file" + std::string("\0", 1), true},
+                                          {directory / std::string(5000, 'x'), false}}) {
+        EXPECT_EQ(FileSystem::isMissing(path), isMissing) << path;
+    }
+}
+
+TEST(FileSystem, ReplacesTheFileAtTheEndOfLinksAndLoosensNoMode) {
+    const TemporaryDirectory directory;
+    const auto modeOf = [&](const char* name) {
+        return static_cast<unsigned>(fs::status(directory / name).permissions());
+    };
+    directory.makeDirectory("d/e");
+    fs::create_symlink("d/second", directory / "first");
+    fs::create_symlink("e/end", directory / "d/second");
+    fs::create_symlink(directory / "d/new", directory / "dangling");
+    fs::create_symlink("loop", directory / "loop");
+    // What is written, where that ends up, the umask, the mode of the file before (0: none), and its mode afterwards.
+    const std::tuple<const char*, const char*, mode_t, unsigned, unsigned> cases[] = {
+        {"plain", "plain", 022, 0, 0644},    {"plain", "plain", 077, 0644, 0600}, {"plain", "plain", 022, 0755, 0644},
+        {"plain", "plain", 022, 0400, 0400}, {"first", "d/e/end", 022, 0, 0644},  {"first", "d/e/end", 022, 0600, 0600},
+        {"dangling", "d/new", 022, 0, 0644}};
+    for (const auto& [name, end, mask, before, after] : cases) {
+        if (before != 0) {
+            fs::permissions(directory / end, fs::perms{before});
+        }
+        const mode_t inherited = ::umask(mask);
+        FileSystem::writeFileAtomically(directory / name, std::to_string(before));
+        ::umask(inherited);
+        EXPECT_EQ(directory.read(end), std::to_string(before)) << name;
+        EXPECT_EQ(modeOf(end), after) << name << before;
+    }
+    for (const char* link : {"first", "d/second", "dangling"}) {
+        EXPECT_TRUE(fs::is_symlink(directory / link)) << link;
+    }
+    EXPECT_THROW(FileSystem::writeFileAtomically(directory / "loop", ""), std::system_error);
+    EXPECT_THROW(FileSystem::writeFileAtomically(directory / "x" + std::string(1, '\0'), ""), std::system_error);
+}
+
+TEST(Permissions, AreSeenAndTakenFromOthers) {
+    const TemporaryDirectory directory;
+    fs::create_symlink("file", directory / "link");
+    ProcessSetup::prepare();
+    EXPECT_EQ(Permissions::of(directory.write("file", "")), (Permissions::Access{true, false, false})) << "no others'";
+    // The mode of a file or directory, what others can do with it, and its mode once it is private.
+    const std::tuple<bool, unsigned, bool, bool, unsigned> cases[] = {
+        {false, 0644, true, false, 0600}, {false, 0604, true, false, 0600},  {false, 0620, false, true, 0600},
+        {false, 0402, false, true, 0400}, {false, 0711, false, false, 0700}, {true, 0711, true, false, 0700},
+        {true, 01770, true, true, 01700}};
+    for (const auto& [isDirectory, mode, canRead, canWrite, own] : cases) {
+        const std::string path = isDirectory ? directory.makeDirectory("d") : directory / "file";
+        fs::permissions(path, fs::perms{mode});
+        EXPECT_FALSE(Permissions::makePrivate(directory / "link"));
+        for (const std::string& name : {path, isDirectory ? path : directory / "link"}) {
+            EXPECT_EQ(Permissions::of(name), (Permissions::Access{true, canRead, canWrite})) << name << mode;
+        }
+        EXPECT_TRUE(Permissions::makePrivate(path));
+        EXPECT_EQ(fs::status(path).permissions(), fs::perms{own}) << mode;
+    }
+    EXPECT_EQ(Permissions::of(directory / "none"), std::nullopt);
+    EXPECT_FALSE(Permissions::makePrivate(directory / "none"));
+    struct stat root {};
+    ASSERT_EQ(::stat("/", &root), 0);
+    EXPECT_EQ(Permissions::of("/").value().isOurs, root.st_uid == ::geteuid());
 }
 
 TEST(ChildProcess, ReportsOutputAndExitStatus) {
@@ -202,13 +276,19 @@ TEST(Descriptor, CompletesPartialWritesOnAPipeThatDoesNotBlock) {
     EXPECT_EQ(received, 1000000U);
 }
 
-TEST(FileLock, NoticesWhenItsFileIsReplaced) {
+TEST(FileLock, IsAPrivateFileAndNoticesWhenThatIsReplaced) {
     const TemporaryDirectory directory;
+    const mode_t inherited = ::umask(0);
     const FileLock lock(directory / "lock", FileLock::Contention::refuse);
+    ::umask(inherited);
     EXPECT_TRUE(lock.isInPlace());
     fs::rename(directory / "lock", directory / "old");
     directory.write("lock", "");
     EXPECT_FALSE(lock.isInPlace());
+    EXPECT_EQ(fs::status(directory / "old").permissions(), fs::perms{0600});
+    fs::create_symlink("elsewhere", directory / "link");
+    EXPECT_THROW(FileLock(directory / "link", FileLock::Contention::refuse), std::system_error);
+    EXPECT_TRUE(FileSystem::isMissing(directory / "elsewhere"));
 }
 
 TEST(Environment, TakesTheFirstEntryOfAName) {

@@ -129,7 +129,7 @@ std::optional<pid_t> spawn(const char* executable, const std::vector<std::string
     std::vector<std::string> settings;
     settings.reserve(variables.size());
     for (const auto& [name, value] : variables) {
-        environment.add(settings.emplace_back(name + "=" + value).c_str());
+        environment.add(settings.emplace_back(name).append("=").append(value).c_str());
     }
     pid_t pid = 0;
     if (::posix_spawn(&pid, executable, actions.get(), attributes.get(), words.get(), environment.get()) !=

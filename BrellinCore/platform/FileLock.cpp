@@ -10,7 +10,8 @@
 namespace brellin {
 
 FileLock::FileLock(const std::string& path, Contention contention)
-    : path_(path), file_(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666)) {
+    : path_(path),
+      file_(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0600)) {
     struct flock whole {};
     whole.l_type = F_WRLCK;
     whole.l_whence = SEEK_SET;

@@ -18,7 +18,8 @@ class FileLock {
     /// What to do about another process that has the lock.
     enum class Contention { refuse, wait };
 
-    /// Locks the file, creating it where missing (not its directory).
+    /// Locks the file, creating it for this user alone where it is missing (not its directory). A symbolic
+    /// link is an error: it would let whoever may write to the directory have a file made elsewhere.
     ///
     /// @throws std::system_error the file cannot be created or locked for another reason than its holder
     FileLock(const std::string& path, Contention contention);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <new>
 #include <string_view>
 #include <system_error>
@@ -75,7 +76,37 @@ bool bringToDisk(const Descriptor& file) {
     return ::fsync(file.get()) == 0;
 }
 
+/// Where a chain of symbolic links ends, whether there is something or not.
+std::string endOfLinks(const std::string& path) {
+    constexpr int longestChain = 40;  // as on Linux, where a longer one cannot be opened either
+    std::filesystem::path end = path;
+    for (int links = 0; links <= longestChain; ++links) {
+        std::error_code isNoLink;
+        const auto target = std::filesystem::read_symlink(end, isNoLink);
+        if (isNoLink) {
+            return end;
+        }
+        end = end.parent_path() / target;
+    }
+    throw std::system_error(ELOOP, std::generic_category(), path);
+}
+
+/// The rights of a file that takes the place of what is at the path.
+mode_t modeOfReplacement(const std::string& path) {
+    constexpr mode_t usual = 0666;
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    struct stat old {};
+    const bool isReplaced = ::lstat(path.c_str(), &old) == 0 && S_ISREG(old.st_mode);
+    return usual & ~mask & (isReplaced ? old.st_mode : usual);
+}
+
 }  // namespace
+
+bool isMissing(const std::string& path) {
+    struct stat status {};
+    return holdsNul(path) || (::lstat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR));
+}
 
 bool isDirectory(const std::string& path) {
     struct stat status {};
@@ -106,16 +137,15 @@ std::optional<std::string> readFile(const std::string& path) {
 }
 
 void writeFileAtomically(const std::string& path, std::string_view content) {
-    std::string temporary = path + ".XXXXXX";
-    Descriptor file(holdsNul(path) ? -1 : ::mkostemp(temporary.data(), O_CLOEXEC));
+    const std::string target = holdsNul(path) ? "" : endOfLinks(path);
+    std::string temporary = target + ".XXXXXX";
+    Descriptor file(target.empty() ? -1 : ::mkostemp(temporary.data(), O_CLOEXEC));
     if (!file.isOpen()) {
-        throw std::system_error(errno, std::generic_category(), path);
+        throw std::system_error(target.empty() ? ENOENT : errno, std::generic_category(), path);
     }
-    // mkostemp makes a file for its owner alone; a list is as readable as any other file of the user.
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    const bool written = ::fchmod(file.get(), 0666 & ~mask) == 0 && file.writeAll(content) &&
-                         bringToDisk(file) && ::rename(temporary.c_str(), path.c_str()) == 0;
+    // mkostemp makes a file for its owner alone, whatever the umask says.
+    const bool written = ::fchmod(file.get(), modeOfReplacement(target)) == 0 && file.writeAll(content) &&
+                         bringToDisk(file) && ::rename(temporary.c_str(), target.c_str()) == 0;
     if (!written) {
         const int error = errno;
         ::unlink(temporary.c_str());

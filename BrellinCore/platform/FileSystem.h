@@ -21,6 +21,10 @@ inline constexpr std::size_t maxFileSize = std::size_t{64} << 20U;
 /// True when the path exists and is a directory; symbolic links are followed.
 bool isDirectory(const std::string& path);
 
+/// True when nothing has that name, in no directory or in none that exists. False when something has it, be
+/// it a symbolic link to nothing, and when the system does not say.
+bool isMissing(const std::string& path);
+
 /// The names in one directory, hidden ones included, "." and ".." not, sorted by their bytes. nullopt when
 /// the directory cannot be listed to its end.
 std::optional<std::vector<std::string>> listDirectory(const std::string& path);
@@ -37,6 +41,10 @@ std::optional<std::string> readFile(const std::string& path);
 /// Puts a file with this content in the place of whatever has the name, all at once: a temporary file
 /// beside it is written, brought to the disk, and renamed. A reader or a crash finds the old file or the
 /// new one, whole; after a failure the temporary file is gone again.
+///
+/// Where the name is a symbolic link, the file at the end of the links is replaced, or made; the links
+/// stay. The new file is as readable and writable as the umask allows, but no more than a regular file that
+/// was there.
 ///
 /// @throws std::system_error the file could not be written; what was there is unchanged
 void writeFileAtomically(const std::string& path, std::string_view content);

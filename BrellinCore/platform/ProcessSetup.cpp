@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <signal.h>  // NOLINT(modernize-deprecated-headers): SIGCHLD and SIGPIPE are POSIX, not C++
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -52,6 +53,7 @@ void keepDescriptorsFromChildren() {
 void prepare() {
     ::signal(SIGCHLD, SIG_DFL);
     ::signal(SIGPIPE, SIG_IGN);
+    ::umask(S_IRWXG | S_IRWXO);
     openMissingStandardStreams();
     keepDescriptorsFromChildren();
 }

@@ -10,17 +10,24 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <utility>
 
 namespace brellin {
 
 namespace {
 
-// A signal handler can reach nothing but globals. It writes one byte; whoever waits polls the other end.
+// A signal handler can reach nothing but globals. It sets the flag and writes one byte; whoever waits polls
+// the other end.
+volatile std::sig_atomic_t hasStopArrived = 0;
 Descriptor pipeReadEnd;
 Descriptor pipeWriteEnd;
 
 void noteRequest(int /*signal*/) {
+    if (hasStopArrived != 0) {
+        return;  // one byte is enough, and a pipe full of them would block
+    }
+    hasStopArrived = 1;
     const int kept = errno;
     const char byte = 0;
     [[maybe_unused]] const ssize_t written = ::write(pipeWriteEnd.get(), &byte, 1);
@@ -39,11 +46,12 @@ void handleStopSignals(void (*handler)(int)) {
 }  // namespace
 
 StopRequest::StopRequest() {
+    hasStopArrived = 0;
     if (auto pipe = Pipe::open()) {
         pipeReadEnd = std::move(pipe->readEnd);
         pipeWriteEnd = std::move(pipe->writeEnd);
-        handleStopSignals(noteRequest);
     }
+    handleStopSignals(noteRequest);
 }
 
 StopRequest::~StopRequest() {
@@ -52,21 +60,28 @@ StopRequest::~StopRequest() {
     pipeWriteEnd.close();
 }
 
+bool StopRequest::hasArrived() const {
+    return hasStopArrived != 0;
+}
+
+int StopRequest::descriptor() const {
+    return pipeReadEnd.get();
+}
+
 bool StopRequest::arrivesWithin(std::chrono::milliseconds duration) const {
+    using std::chrono::milliseconds;
     const auto end = std::chrono::steady_clock::now() + duration;
-    for (;;) {
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
-        pollfd waiting{pipeReadEnd.get(), POLLIN, 0};
-        const int timeout = static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, INT_MAX));
-        const int ready = ::poll(&waiting, 1, timeout);
-        if (ready > 0) {
-            return true;
-        }
-        if (ready == 0 && left.count() <= INT_MAX) {
+    // Without a pipe, a signal just before the wait would go unnoticed until its end.
+    const milliseconds longestWait(pipeReadEnd.isOpen() ? INT_MAX : 100);
+    while (!hasArrived()) {
+        const auto left = std::chrono::ceil<milliseconds>(end - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
             return false;
         }
+        pollfd waiting{pipeReadEnd.get(), POLLIN, 0};
+        ::poll(&waiting, 1, static_cast<int>(std::min(left, longestWait).count()));
     }
+    return true;
 }
 
 }  // namespace brellin

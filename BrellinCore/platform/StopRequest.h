@@ -16,6 +16,13 @@ class StopRequest {
     /// Waits for that long, or until a stop is requested; true when it was. The time of day does not
     /// matter: setting the clock neither shortens nor lengthens the wait.
     bool arrivesWithin(std::chrono::milliseconds duration) const;
+
+    /// Whether a stop has been requested since this object was made.
+    bool hasArrived() const;
+
+    /// For polling within platform/: readable once a stop has been requested. -1 when there is none; then
+    /// only hasArrived tells.
+    int descriptor() const;
 };
 
 }  // namespace brellin

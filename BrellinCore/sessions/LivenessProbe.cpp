@@ -1,6 +1,5 @@
 #include "BrellinCore/sessions/LivenessProbe.h"
 
-#include "BrellinCore/platform/ChildProcess.h"
 #include "BrellinCore/platform/ProcessTable.h"
 #include "BrellinCore/platform/SystemPrograms.h"
 #include "BrellinCore/text/DateText.h"
@@ -10,7 +9,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
+#include <vector>
 
 namespace brellin::LivenessProbe {
 
@@ -24,6 +26,26 @@ std::string withSingleSpaces(std::string_view text) {
 
 LivenessVerdict unknown(std::string diagnostic) {
     return {Liveness::unknown, std::string(existenceMethod), std::move(diagnostic)};
+}
+
+/// The ids of those that exist, each once. An id that can be no process at all would make `ps` refuse the
+/// others.
+std::vector<std::int32_t> existing(std::span<const std::int32_t> pids) {
+    std::set<std::int32_t> found;
+    std::ranges::copy_if(pids, std::inserter(found, found.end()), ProcessTable::contains);
+    return {found.begin(), found.end()};
+}
+
+ProcessStarts startsOf(std::span<const std::int32_t> pids, const ChildProcess::Supervision& supervision) {
+    const auto ps = ChildProcess::supervise(
+        SystemPrograms::ps(), {"-o", "pid=,lstart=", "-p", fmt::format("{}", fmt::join(pids, ","))},
+        supervision);
+    if (!ps) {
+        return {};
+    }
+    const bool hasAnswered = ps->ending == ChildProcess::Ending::exited && ps->result.exitStatus &&
+                             *ps->result.exitStatus <= 1 && Utf8::isValid(ps->result.output);
+    return {hasAnswered ? std::optional(startsInPsTable(ps->result.output)) : std::nullopt, ps->ending};
 }
 
 }  // namespace
@@ -42,8 +64,47 @@ std::optional<std::string> startInPsOutput(std::string_view output) {
 }
 
 std::optional<std::string> processStartUTCString(std::int32_t pid) {
-    const auto ps = ChildProcess::run(SystemPrograms::ps(), {"-o", "lstart=", "-p", std::to_string(pid)});
+    return processStartUTCString(pid, ChildProcess::run);
+}
+
+std::optional<std::string> processStartUTCString(std::int32_t pid, const ChildProcess::Runner& run) {
+    const auto ps = run(SystemPrograms::ps(), {"-o", "lstart=", "-p", std::to_string(pid)});
     return ps && ps->exitStatus == 0 ? startInPsOutput(ps->output) : std::nullopt;
+}
+
+ProcessStarts processStartsUTC(std::span<const std::int32_t> pids,
+                               const ChildProcess::Supervision& supervision) {
+    constexpr std::size_t mostAtOnce = 2000;  // 22,000 bytes of one argument at most
+    ChildProcess::Supervision inUTC = supervision;
+    inUTC.variables["LC_ALL"] = "C";
+    inUTC.variables["TZ"] = "UTC0";
+    const std::vector<std::int32_t> asked = existing(pids);
+    ProcessStarts all{Starts(), ChildProcess::Ending::exited};
+    for (std::size_t first = 0; all.starts && first < asked.size(); first += mostAtOnce) {
+        const std::size_t count = std::min(mostAtOnce, asked.size() - first);
+        ProcessStarts some = startsOf(std::span(asked).subspan(first, count), inUTC);
+        if (some.starts) {
+            some.starts->merge(*all.starts);
+        }
+        all = std::move(some);
+    }
+    return all;
+}
+
+Starts startsInPsTable(std::string_view output) {
+    Starts starts;
+    for (const std::string_view line : splitDroppingEmpty(output, "\n")) {
+        const std::vector<std::string_view> fields = splitDroppingEmpty(line, " ");
+        const auto pid = fields.empty() ? std::nullopt : parseDecimal<std::int32_t>(fields.front());
+        const auto seconds =
+            pid ? DateText::parseProcessStart(joinWithSpaces({fields.begin() + 1, fields.end()}),
+                                              DateText::Zone::utc)
+                : std::nullopt;
+        if (seconds) {
+            starts[*pid] = DateText::processStartUTC(*seconds);
+        }
+    }
+    return starts;
 }
 
 std::optional<std::int64_t> parseCtimeUTC(std::string_view text) {

@@ -1,11 +1,14 @@
 #pragma once
 
+#include "BrellinCore/platform/ChildProcess.h"
 #include "BrellinCore/sessions/Liveness.h"
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -29,8 +32,38 @@ bool processExists(std::int32_t pid);
 /// "Mon Nov 3 07:05:07 2026". nullopt when `ps` cannot be run, fails, or prints anything else.
 std::optional<std::string> processStartUTCString(std::int32_t pid);
 
+/// The same with a way of the caller's own to run `ps`.
+std::optional<std::string> processStartUTCString(std::int32_t pid, const ChildProcess::Runner& run);
+
+/// processStartUTCString without a runner, as a value.
+inline constexpr auto systemStart = [](std::int32_t pid) { return processStartUTCString(pid); };
+
 /// processStartUTCString's reading of what `ps` printed.
 std::optional<std::string> startInPsOutput(std::string_view output);
+
+/// Start times by PID, written as processStartUTCString writes them.
+using Starts = std::map<std::int32_t, std::string>;
+
+/// What one look at many processes found.
+struct ProcessStarts {
+    /// Without the processes that `ps` did not list. nullopt when it could not be run, was cut short,
+    /// exited with a status above 1, or printed what is not UTF-8: then nothing was measured.
+    std::optional<Starts> starts;
+    /// How the last `ps` ended; nullopt when it could not be run.
+    std::optional<ChildProcess::Ending> ending;
+};
+
+/// The start times of many processes, by one `ps` for at most 2,000 of them. It prints UTC, so no time is
+/// read that local clocks show twice. Processes that do not exist are not asked for; when none of them
+/// does, `ps` is not run and counts as exited.
+///
+/// @param supervision its limit holds for each `ps`
+ProcessStarts processStartsUTC(std::span<const std::int32_t> pids,
+                               const ChildProcess::Supervision& supervision);
+
+/// processStartsUTC's reading of what `ps -o pid=,lstart=` printed in UTC; lines of another form are
+/// skipped.
+Starts startsInPsTable(std::string_view output);
 
 /// Seconds since the Unix epoch for a start text read as UTC; runs of spaces count as one.
 std::optional<std::int64_t> parseCtimeUTC(std::string_view text);
@@ -45,7 +78,7 @@ LivenessVerdict verdict(std::int32_t pid, const std::optional<std::string>& proc
 /// The verdict for one target. `probeStart` is asked only when the process exists and has a baseline.
 template <LivenessTarget Target>
 LivenessVerdict verdict(const Target& target, const ExistenceProbe& probeExists = processExists,
-                        const StartProbe& probeStart = processStartUTCString) {
+                        const StartProbe& probeStart = systemStart) {
     return verdict(target.pid, target.procStartRaw, probeExists, probeStart);
 }
 

@@ -2,6 +2,7 @@
 
 #include "BrellinCore/platform/LocalTime.h"
 #include "BrellinCore/text/Decimal.h"
+#include "BrellinCore/text/Duration.h"
 
 #include <fmt/format.h>
 
@@ -48,6 +49,15 @@ std::optional<int> secondOfDay(std::string_view text) {
     return (*hour * 60 + *minute) * 60 + *second;
 }
 
+/// The seconds since the epoch of a midnight in UTC; nullopt when the calendar has no such day.
+std::optional<std::int64_t> midnightUTC(int year, int month, int day) {
+    const std::chrono::year_month_day date(std::chrono::year(year),
+                                           std::chrono::month(static_cast<unsigned>(month)),
+                                           std::chrono::day(static_cast<unsigned>(day)));
+    return date.ok() ? std::optional(std::chrono::sys_days(date).time_since_epoch().count() * secondsPerDay)
+                     : std::nullopt;
+}
+
 /// The seconds since the epoch that the text's fields would name if they were in UTC.
 std::optional<std::int64_t> readAsUTC(std::string_view text) {
     const std::string_view weekday = takeField(text);
@@ -60,13 +70,8 @@ std::optional<std::int64_t> readAsUTC(std::string_view text) {
         !year || !day) {
         return std::nullopt;
     }
-    const std::chrono::year_month_day date(
-        std::chrono::year(*year), std::chrono::month(static_cast<unsigned>(month - months.begin()) + 1),
-        std::chrono::day(static_cast<unsigned>(*day)));
-    if (!date.ok()) {
-        return std::nullopt;
-    }
-    return std::chrono::sys_days(date).time_since_epoch().count() * secondsPerDay + *second;
+    const auto midnight = midnightUTC(*year, static_cast<int>(month - months.begin()) + 1, *day);
+    return midnight ? std::optional(*midnight + *second) : std::nullopt;
 }
 
 /// The instant at which local clocks show the fields that `shown` has in UTC.
@@ -115,6 +120,40 @@ std::string yearText(std::int64_t year) {
     return fmt::format("{}{:04}", year < 0 ? "-" : "", year < 0 ? -year : year);
 }
 
+/// "2026-03-01".
+std::string dateIn(const Calendar& calendar) {
+    return fmt::format("{}-{:02}-{:02}", yearText(calendar.year),
+                       static_cast<unsigned>(calendar.date.month()),
+                       static_cast<unsigned>(calendar.date.day()));
+}
+
+/// The seconds since the epoch at which "2026-03-01" begins in UTC.
+std::optional<std::int64_t> midnightIn(std::string_view text) {
+    if (text.size() != 10 || text[4] != '-' || text[7] != '-') {
+        return std::nullopt;
+    }
+    const auto year = fixedNumber(text.substr(0, 4), 4);
+    const auto month = fixedNumber(text.substr(5, 2), 2);
+    const auto day = fixedNumber(text.substr(8), 2);
+    return year && month && day ? midnightUTC(*year, *month, *day) : std::nullopt;
+}
+
+/// Milliseconds since midnight for "HH:MM", "HH:MM:SS" or "HH:MM:SS.mmm".
+std::optional<int> millisecondOfDay(std::string_view text) {
+    constexpr std::size_t withoutSeconds = 5;
+    constexpr std::size_t withoutFraction = 8;
+    if (text.size() == withoutSeconds) {
+        const auto second = secondOfDay(std::string(text) + ":00");
+        return second ? std::optional(*second * 1000) : std::nullopt;
+    }
+    const auto second = secondOfDay(text.substr(0, withoutFraction));
+    const std::string_view fraction = text.substr(std::min(withoutFraction, text.size()));
+    const auto milliseconds =
+        fraction.starts_with('.') ? fixedNumber(fraction.substr(1), 3) : std::optional(0);
+    const bool isWhole = fraction.empty() || fraction.starts_with('.');
+    return second && milliseconds && isWhole ? std::optional(*second * 1000 + *milliseconds) : std::nullopt;
+}
+
 }  // namespace
 
 std::optional<std::int64_t> parseProcessStart(std::string_view text, Zone zone) {
@@ -131,9 +170,44 @@ std::string processStartUTC(std::int64_t secondsSinceEpoch) {
 
 std::string timestampUTC(std::int64_t millisecondsSinceEpoch) {
     const Calendar calendar(Calendar::floorDivide(millisecondsSinceEpoch, 1000));
-    return fmt::format("{}-{:02}-{:02} {} +0000", yearText(calendar.year),
-                       static_cast<unsigned>(calendar.date.month()),
-                       static_cast<unsigned>(calendar.date.day()), calendar.time);
+    return fmt::format("{} {} +0000", dateIn(calendar), calendar.time);
+}
+
+std::string timestampLocal(std::int64_t millisecondsSinceEpoch) {
+    const std::int64_t seconds = Calendar::floorDivide(millisecondsSinceEpoch, 1000);
+    const std::int64_t offset = LocalTime::utcOffset(seconds);
+    const std::int64_t minutes = (offset < 0 ? -offset : offset) / 60;
+    const Calendar calendar(seconds + offset);
+    return fmt::format("{} {} {}{:02}{:02}", dateIn(calendar), calendar.time, offset < 0 ? '-' : '+',
+                       minutes / 60, minutes % 60);
+}
+
+std::string timestampRFC3339(std::int64_t millisecondsSinceEpoch) {
+    const std::int64_t seconds = Calendar::floorDivide(millisecondsSinceEpoch, 1000);
+    const Calendar calendar(seconds);
+    return fmt::format("{}T{}.{:03}Z", dateIn(calendar), calendar.time,
+                       millisecondsSinceEpoch - seconds * 1000);
+}
+
+std::optional<std::int64_t> parsePointInTime(std::string_view text, std::int64_t now) {
+    if (const auto ago = Duration::parse(text)) {
+        return now - ago->count();
+    }
+    constexpr std::size_t dateSize = 10;
+    const auto midnight = midnightIn(text.substr(0, dateSize));
+    std::string_view time = text.substr(std::min(dateSize, text.size()));
+    if (!midnight || time.empty()) {
+        return midnight ? std::optional(instantOfLocalTime(*midnight) * 1000) : std::nullopt;
+    }
+    const bool isUTC = time.ends_with('Z');
+    time.remove_suffix(isUTC ? 1 : 0);
+    const auto sinceMidnight =
+        time.starts_with(' ') || time.starts_with('T') ? millisecondOfDay(time.substr(1)) : std::nullopt;
+    if (!sinceMidnight) {
+        return std::nullopt;
+    }
+    const std::int64_t shown = *midnight + *sinceMidnight / 1000;
+    return (isUTC ? shown : instantOfLocalTime(shown)) * 1000 + *sinceMidnight % 1000;
 }
 
 }  // namespace brellin::DateText

@@ -1,6 +1,5 @@
 #include "BrellinCore/watch/TargetProbe.h"
 
-#include "BrellinCore/platform/ChildProcess.h"
 #include "BrellinCore/platform/SystemPrograms.h"
 #include "BrellinCore/sessions/LivenessProbe.h"
 #include "BrellinCore/text/Decimal.h"
@@ -28,10 +27,9 @@ namespace TargetProbe {
 
 namespace {
 
-/// The output of a program that exited with status 0 or 1 (1 is how both say that they found nothing);
+/// The output of a run that exited with status 0 or 1 (1 is how both programs say that they found nothing);
 /// nullopt otherwise.
-std::optional<std::string> run(const char* executable, const std::vector<std::string>& arguments) {
-    const auto result = ChildProcess::run(executable, arguments);
+std::optional<std::string> answerIn(const std::optional<ChildProcess::Result>& result) {
     if (!result || !result->exitStatus || *result->exitStatus > 1 || !Utf8::isValid(result->output)) {
         return std::nullopt;
     }
@@ -113,11 +111,11 @@ DateText::Zone startZone(const WatchTarget& target) {
         target.kind());
 }
 
-Enumerators Enumerators::system() {
-    return {.processes = psSnapshot,
-            .listenersOnPort = lsofPort,
+Enumerators Enumerators::system(const ChildProcess::Runner& run) {
+    return {.processes = [run] { return psSnapshot(run); },
+            .listenersOnPort = [run](std::uint16_t port) { return lsofPort(port, run); },
             .exists = LivenessProbe::processExists,
-            .start = LivenessProbe::processStartUTCString};
+            .start = [run](std::int32_t pid) { return LivenessProbe::processStartUTCString(pid, run); }};
 }
 
 std::vector<ProcessSnapshot> processesInPsOutput(std::string_view output) {
@@ -155,20 +153,20 @@ std::vector<ProcessSnapshot> listenersInLsofOutput(std::string_view output) {
     return listeners;
 }
 
-std::optional<std::vector<ProcessSnapshot>> psSnapshot() {
-    const auto output = run(SystemPrograms::ps(), {"-axo", "pid=,lstart=,command="});
+std::optional<std::vector<ProcessSnapshot>> psSnapshot(const ChildProcess::Runner& run) {
+    const auto output = answerIn(run(SystemPrograms::ps(), {"-axo", "pid=,lstart=,command="}));
     return output ? std::optional(processesInPsOutput(*output)) : std::nullopt;
 }
 
-std::optional<std::vector<ProcessSnapshot>> lsofPort(std::uint16_t port) {
-    const auto output =
-        run(SystemPrograms::lsof(), {"-nP", fmt::format("-iTCP:{}", port), "-sTCP:LISTEN", "-Fpc"});
+std::optional<std::vector<ProcessSnapshot>> lsofPort(std::uint16_t port, const ChildProcess::Runner& run) {
+    const auto output = answerIn(
+        run(SystemPrograms::lsof(), {"-nP", fmt::format("-iTCP:{}", port), "-sTCP:LISTEN", "-Fpc"}));
     if (!output) {
         return std::nullopt;
     }
     std::vector<ProcessSnapshot> listeners = listenersInLsofOutput(*output);
     for (ProcessSnapshot& listener : listeners) {
-        listener.startRaw = LivenessProbe::processStartUTCString(listener.pid);
+        listener.startRaw = LivenessProbe::processStartUTCString(listener.pid, run);
     }
     return listeners;
 }

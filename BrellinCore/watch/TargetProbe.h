@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BrellinCore/platform/ChildProcess.h"
 #include "BrellinCore/sessions/Liveness.h"
 #include "BrellinCore/text/DateText.h"
 #include "BrellinCore/watch/WatchTarget.h"
@@ -56,8 +57,9 @@ struct Enumerators {
     /// When that process started, in UTC.
     std::function<std::optional<std::string>(std::int32_t pid)> start;
 
-    /// This machine as it is: psSnapshot, lsofPort and LivenessProbe's two questions.
-    static Enumerators system();
+    /// This machine as it is: psSnapshot, lsofPort and LivenessProbe's two questions, `ps` and `lsof` run
+    /// by `run`.
+    static Enumerators system(const ChildProcess::Runner& run = ChildProcess::run);
 };
 
 TargetVerdict verdict(const WatchTarget& target, const Enumerators& enumerators);
@@ -68,10 +70,11 @@ DateText::Zone startZone(const WatchTarget& target);
 
 /// The process table as `ps -axo pid=,lstart=,command=` prints it, start times in local time. nullopt when
 /// `ps` cannot be run, exits with a status above 1, or prints what is not UTF-8.
-std::optional<std::vector<ProcessSnapshot>> psSnapshot();
+std::optional<std::vector<ProcessSnapshot>> psSnapshot(const ChildProcess::Runner& run = ChildProcess::run);
 
 /// The listeners on a port as `lsof` reports them, start times in UTC; nullopt as for psSnapshot.
-std::optional<std::vector<ProcessSnapshot>> lsofPort(std::uint16_t port);
+std::optional<std::vector<ProcessSnapshot>> lsofPort(std::uint16_t port,
+                                                     const ChildProcess::Runner& run = ChildProcess::run);
 
 /// psSnapshot's reading of what `ps` printed; lines of another form are skipped.
 std::vector<ProcessSnapshot> processesInPsOutput(std::string_view output);

@@ -5,9 +5,11 @@
 #include "BrellinCore/platform/FilePath.h"
 #include "BrellinCore/platform/FileSystem.h"
 #include "BrellinCore/platform/HomeDirectory.h"
+#include "BrellinCore/platform/Permissions.h"
 #include "BrellinCore/platform/Pipe.h"
 #include "BrellinCore/platform/ProcessSetup.h"
 #include "BrellinCore/platform/ProcessTable.h"
+#include "BrellinCore/platform/StopRequest.h"
 #include "BrellinCore/server/Paths.h"
 #include "tests/world/FailingCall.h"
 #include "tests/world/TemporaryDirectory.h"
@@ -15,7 +17,9 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pwd.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -23,6 +27,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <filesystem>
 #include <thread>
 
@@ -34,6 +39,7 @@ namespace fs = std::filesystem;
 using ChildProcess::Result;
 using ChildProcess::run;
 using world::TemporaryDirectory;
+using namespace std::chrono_literals;
 
 TEST(FileSystem, ReadsRegularFilesWholeAndNothingElse) {
     const TemporaryDirectory directory;
@@ -73,6 +79,75 @@ TEST(FileSystem, ReadsRegularFilesWholeAndNothingElse) {
     // It has come in the place of a regular file, and someone may yet write to it.
     const Descriptor writer(::open((directory / "fifo").c_str(), O_RDWR | O_CLOEXEC));
     EXPECT_EQ(listed.read({"fifo", true}), std::nullopt);
+}
+
+TEST(FileSystem, TellsWhatIsMissingFromWhatCannotBeTold) {
+    const TemporaryDirectory directory;
+    fs::create_symlink("nowhere", directory / "dangling");
+    directory.write("file", "");
+    for (const std::string& there : {std::string("file"), std::string("dangling"), std::string(5000, 'x')}) {
+        EXPECT_FALSE(FileSystem::isMissing(directory / there)) << there;
+    }
+    for (const std::string& none :
+         {std::string("none"), std::string("none/x"), std::string("file/x"), std::string("file\0", 5)}) {
+        EXPECT_TRUE(FileSystem::isMissing(directory / none)) << none;
+    }
+}
+
+TEST(FileSystem, ReplacesTheFileAtTheEndOfLinksAndLoosensNoMode) {
+    const TemporaryDirectory directory;
+    directory.makeDirectory("d/e");
+    fs::create_symlink("d/second", directory / "first");
+    fs::create_symlink("e/end", directory / "d/second");
+    fs::create_symlink(directory / "d/new", directory / "dangling");
+    fs::create_symlink("loop", directory / "loop");
+    // What is written, where that ends up, the umask, the mode of the file before (0: none), and its mode afterwards.
+    const std::tuple<const char*, const char*, mode_t, unsigned, unsigned> cases[] = {
+        {"plain", "plain", 022, 0, 0644},    {"plain", "plain", 077, 0644, 0600}, {"plain", "plain", 022, 0755, 0644},
+        {"plain", "plain", 022, 0400, 0400}, {"first", "d/e/end", 022, 0, 0644},  {"first", "d/e/end", 022, 0600, 0600},
+        {"dangling", "d/new", 022, 0, 0644}};
+    for (const auto& [name, end, mask, before, after] : cases) {
+        if (before != 0) {
+            fs::permissions(directory / end, fs::perms{before});
+        }
+        const mode_t inherited = ::umask(mask);
+        FileSystem::writeFileAtomically(directory / name, std::to_string(before));
+        ::umask(inherited);
+        EXPECT_EQ(directory.read(end), std::to_string(before)) << name;
+        EXPECT_EQ(fs::status(directory / end).permissions(), fs::perms{after}) << name << before;
+    }
+    for (const char* link : {"first", "d/second", "dangling"}) {
+        EXPECT_TRUE(fs::is_symlink(directory / link)) << link;
+    }
+    EXPECT_THROW(FileSystem::writeFileAtomically(directory / "loop", ""), std::system_error);
+    EXPECT_THROW(FileSystem::writeFileAtomically(directory / "x" + std::string(1, '\0'), ""), std::system_error);
+}
+
+TEST(Permissions, AreSeenAndTakenFromOthers) {
+    const TemporaryDirectory directory;
+    fs::create_symlink("file", directory / "link");
+    ProcessSetup::prepare();
+    EXPECT_EQ(Permissions::of(directory.write("file", "")), (Permissions::Access{true, false, false})) << "no others'";
+    // The mode of a file or directory, what others can do with it, and its mode once it is private.
+    const std::tuple<bool, unsigned, bool, bool, unsigned> cases[] = {
+        {false, 0644, true, false, 0600}, {false, 0604, true, false, 0600},  {false, 0620, false, true, 0600},
+        {false, 0402, false, true, 0400}, {false, 0711, false, false, 0700}, {true, 0711, true, false, 0700},
+        {true, 01770, true, true, 01700}};
+    for (const auto& [isDirectory, mode, canRead, canWrite, own] : cases) {
+        const std::string path = isDirectory ? directory.makeDirectory("d") : directory / "file";
+        fs::permissions(path, fs::perms{mode});
+        EXPECT_FALSE(Permissions::makePrivate(directory / "link"));
+        for (const std::string& name : {path, isDirectory ? path : directory / "link"}) {
+            EXPECT_EQ(Permissions::of(name), (Permissions::Access{true, canRead, canWrite})) << name << mode;
+        }
+        EXPECT_TRUE(Permissions::makePrivate(path));
+        EXPECT_EQ(fs::status(path).permissions(), fs::perms{own}) << mode;
+    }
+    EXPECT_EQ(Permissions::of(directory / "none"), std::nullopt);
+    EXPECT_FALSE(Permissions::makePrivate(directory / "none"));
+    struct stat root {};
+    ASSERT_EQ(::stat("/", &root), 0);
+    EXPECT_EQ(Permissions::of("/").value().isOurs, root.st_uid == ::geteuid());
 }
 
 TEST(ChildProcess, ReportsOutputAndExitStatus) {
@@ -121,6 +196,63 @@ TEST(ChildProcess, WorksWithoutStandardStreams) {
     EXPECT_TRUE(areOpened);
 }
 
+TEST(ChildProcess, EndsASupervisedChildAtItsLimitWithItsGroup) {
+    using ChildProcess::Ending;
+    const TemporaryDirectory directory;
+    ASSERT_EQ(::mkfifo((directory / "held").c_str(), 0600), 0);
+    const Descriptor held(::open((directory / "held").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    constexpr auto ample = 100s;
+    // What the shell does, in which time, whether a stop has arrived before, and how that ends.
+    const std::tuple<std::string, std::chrono::milliseconds, bool, Ending, Result> cases[] = {
+        {"echo a; exit 3", ample, false, Ending::exited, {3, "a\n"}},
+        {"echo a; exit 3", ample, true, Ending::exited, {3, "a\n"}},
+        {"echo a >&2; echo $A$B$LC_ALL", ample, false, Ending::exited, {0, "12C\n"}},
+        {"echo a; exec sleep 200", 200ms, false, Ending::timedOut, {{}, "a\n"}},
+        {"echo a; exec >&-; sleep 200", 200ms, false, Ending::timedOut, {{}, "a\n"}},
+        {"echo a; sleep 200 3> held &", 200ms, false, Ending::timedOut, {{}, "a\n"}},
+        {"kill -TERM $PPID; exec sleep 200", ample, false, Ending::stopped, {}},
+        {"kill -TERM $PPID; exec >&-; sleep 200", ample, false, Ending::stopped, {}},
+        {"kill -TERM $PPID; echo a", ample, false, Ending::exited, {0, "a\n"}},
+        {"echo >> again; kill -INT $$", ample, false, Ending::signalled, {}},
+        {"test -e once && echo b && exit; echo > once; kill -TERM $$", ample, false, Ending::exited, {0, "b\n"}},
+        {"echo >> never; kill -TERM $PPID $$", ample, false, Ending::stopped, {}}};
+    ::setenv("A", "1", 1);
+    ::setenv("LC_ALL", "POSIX", 1);
+    for (const auto& [script, limit, stopArrived, ending, result] : cases) {
+        const StopRequest stop;
+        EXPECT_EQ(stopArrived ? std::raise(SIGTERM) : 0, 0);
+        const auto ended = ChildProcess::supervise("/bin/sh", {"-c", "cd " + directory.path() + "; " + script},
+                                                   {limit, &stop, {{"B", "2"}, {"LC_ALL", "C"}}});
+        EXPECT_EQ(ended, (ChildProcess::SupervisedResult{ending, result})) << script;
+    }
+    EXPECT_EQ(directory.read("again") + "-" + directory.read("never"), "\n\n-\n") << "once more, but not after a stop";
+    pollfd waiting{held.get(), POLLIN, 0};
+    EXPECT_EQ(::poll(&waiting, 1, 60'000), 1) << "the grandchild that held it is gone";
+    const std::string variables =
+        ChildProcess::supervise("/usr/bin/env", {}, {.variables = {{"A", "2"}}})->result.output;
+    EXPECT_EQ(("\n" + variables).find("\nA=2\n"), ("\n" + variables).find("\nA=")) << "the first entry counts";
+    const std::vector<std::string> endless = {"-c", "while :; do echo; done"};
+    EXPECT_EQ(ChildProcess::supervise("/bin/sh", endless, {.limit = 200ms})->ending, Ending::timedOut);
+    EXPECT_EQ(ChildProcess::supervise("/no/such/program", {}, {}), std::nullopt);
+}
+
+TEST(StopRequest, NotesSignalsAlsoWithoutAPipe) {
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    for (const rlim_t descriptors : {before.rlim_cur, rlim_t{0}}) {
+        const rlimit limited{descriptors, before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &limited);
+        const StopRequest stop;
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        EXPECT_EQ(stop.descriptor() < 0, descriptors == 0);
+        EXPECT_FALSE(stop.hasArrived() || stop.arrivesWithin(1ms));
+        std::raise(SIGINT);
+        EXPECT_TRUE(stop.hasArrived() && stop.arrivesWithin(100s));
+    }
+    struct sigaction action {};
+    EXPECT_TRUE(::sigaction(SIGINT, nullptr, &action) == 0 && action.sa_handler == SIG_DFL);
+}
+
 TEST(ProcessTable, KnowsProcessesOfAnyOwnerAndZombies) {
     const pid_t zombie = ::fork();
     if (zombie == 0) {
@@ -155,13 +287,19 @@ TEST(Descriptor, CompletesPartialWritesOnAPipeThatDoesNotBlock) {
     EXPECT_EQ(received, 1000000U);
 }
 
-TEST(FileLock, NoticesWhenItsFileIsReplaced) {
+TEST(FileLock, IsAPrivateFileAndNoticesWhenThatIsReplaced) {
     const TemporaryDirectory directory;
+    const mode_t inherited = ::umask(0);
     const FileLock lock(directory / "lock", FileLock::Contention::refuse);
+    ::umask(inherited);
     EXPECT_TRUE(lock.isInPlace());
     fs::rename(directory / "lock", directory / "old");
     directory.write("lock", "");
     EXPECT_FALSE(lock.isInPlace());
+    EXPECT_EQ(fs::status(directory / "old").permissions(), fs::perms{0600});
+    fs::create_symlink("elsewhere", directory / "link");
+    EXPECT_THROW(FileLock(directory / "link", FileLock::Contention::refuse), std::system_error);
+    EXPECT_TRUE(FileSystem::isMissing(directory / "elsewhere"));
 }
 
 TEST(Environment, TakesTheFirstEntryOfAName) {

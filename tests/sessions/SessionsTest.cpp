@@ -54,6 +54,26 @@ TEST(LivenessProbe, ReadsWhatPsPrints) {
     }
 }
 
+TEST(LivenessProbe, MeasuresManyStartsAtOnce) {
+    EXPECT_EQ(LivenessProbe::startsInPsTable("   12 Mon Nov  2 09:05:07 2026\n7 Mon Nov 2 23:59:59 2026\n"
+                                             "x Mon Nov 2 09:05:07 2026\n13\n14 soon\n99999999999 " +
+                                             baseline + "\n\n15 " + baseline + " more\n16 " + baseline + "\xFF\n"),
+              (LivenessProbe::Starts{{12, "Mon Nov 2 09:05:07 2026"}, {7, "Mon Nov 2 23:59:59 2026"}}));
+
+    ::setenv("TZ", "Asia/Tokyo", 1);
+    const std::int32_t self = ::getpid();
+    std::vector<std::int32_t> pids = {0, -1, 2'147'483'647, self, 1, self};
+    const auto [starts, ending] = LivenessProbe::processStartsUTC(pids, {});
+    ASSERT_TRUE(starts && starts->contains(self));
+    EXPECT_EQ(starts->at(self), LivenessProbe::processStartUTCString(self));
+    EXPECT_LE(starts->size(), 2U) << "of process 1 a /proc that hides says nothing";
+    EXPECT_EQ(ending, ChildProcess::Ending::exited);
+    using namespace std::chrono_literals;
+    const auto cut = LivenessProbe::processStartsUTC(pids, {.limit = 0ms});
+    EXPECT_TRUE(!cut.starts && cut.ending == ChildProcess::Ending::timedOut);
+    EXPECT_TRUE(LivenessProbe::processStartsUTC({}, {.limit = 0ms}).starts) << "nothing to ask for";
+}
+
 TEST(LivenessProbe, ReadsSocketHoldersFromLsof) {
     const std::pair<std::string_view, std::set<std::int32_t>> cases[] = {
         {"p123\nf4\nn/tmp/cc-socks/abc\n", {123}},

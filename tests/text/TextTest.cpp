@@ -1,4 +1,5 @@
 #include "BrellinCore/text/DateText.h"
+#include "BrellinCore/text/Duration.h"
 #include "BrellinCore/text/Split.h"
 #include "BrellinCore/text/Utf8.h"
 
@@ -104,6 +105,66 @@ TEST(DateText, PrintsMillisecondsByFlooringAndNeverFails) {
     EXPECT_EQ(DateText::timestampUTC(253402300800000), "10000-01-01 00:00:00 +0000");
     EXPECT_EQ(DateText::timestampUTC(std::numeric_limits<std::int64_t>::max()), "292278994-08-17 07:12:55 +0000");
     EXPECT_EQ(DateText::timestampUTC(std::numeric_limits<std::int64_t>::min()), "-292275055-05-16 16:47:04 +0000");
+}
+
+TEST(DateText, PrintsLocalTimeAndRFC3339) {
+    const std::tuple<const char*, std::int64_t, std::string_view> cases[] = {
+        {"Europe/Berlin", 1772373909123, "2026-03-01 15:05:09 +0100"},
+        {"Europe/Berlin", 1792889999999, "2026-10-25 02:59:59 +0200"},
+        {"Europe/Berlin", 1792890000000, "2026-10-25 02:00:00 +0100"},
+        {"America/St_Johns", 1772373909123, "2026-03-01 10:35:09 -0330"},
+        {"Asia/Kathmandu", -1, "1970-01-01 05:29:59 +0530"},
+        {"UTC", 253402300800000, "10000-01-01 00:00:00 +0000"}};
+    for (const auto& [zone, milliseconds, text] : cases) {
+        ::setenv("TZ", zone, 1);
+        EXPECT_EQ(DateText::timestampLocal(milliseconds), text) << zone;
+    }
+    EXPECT_EQ(DateText::timestampRFC3339(1772373909123), "2026-03-01T14:05:09.123Z");
+    EXPECT_EQ(DateText::timestampRFC3339(-1), "1969-12-31T23:59:59.999Z");
+    EXPECT_EQ(DateText::timestampRFC3339(253402300800000), "10000-01-01T00:00:00.000Z");
+}
+
+TEST(DateText, ReadsAPointInTimeAsPeopleTypeIt) {
+    ::setenv("TZ", "Europe/Berlin", 1);
+    for (
+        const std::string_view each : splitDroppingEmpty(
+            "2026-11-01=2026-10-31T23:00:00.000Z|2026-07-01=2026-06-30T22:00:00.000Z|2026-11-01 14:00=2026-11-01T13:00:00.000Z|"
+            "2026-07-01T14:00:05=2026-07-01T12:00:05.000Z|2026-11-01 14:00Z=2026-11-01T14:00:00.000Z|"
+            "1969-12-31T23:59:59.999Z=1969-12-31T23:59:59.999Z|2h=1969-12-31T22:16:40.000Z|0.5=1970-01-01T00:16:39.500Z",
+            "|")) {
+        const auto milliseconds = DateText::parsePointInTime(each.substr(0, each.find('=')), 1'000'000);
+        ASSERT_TRUE(milliseconds) << each;
+        EXPECT_EQ(DateText::timestampRFC3339(*milliseconds), each.substr(each.find('=') + 1));
+    }
+    for (const std::string_view text : splitDroppingEmpty(
+             "yesterday|2026-11|2026-02-29|2026-13-01|2026-1-1|2026-11-01Z|2026-11-01 |2026-11-01 14|2026-11-01 24:00|"
+             "2026-11-01 14:00:5|2026-11-01 14:00:60|2026-11-01  14:00|2026-11-01t14:00|2026-11-01 14:00 Z|"
+             "2026-11-01T14:00:05.1|2026-11-01T14:00:05x|2026-11-01T14:00:05.1234|2026/11/01|-2h| 2h|2026-11-01 14:00z",
+             "|")) {
+        EXPECT_EQ(DateText::parsePointInTime(text, 0), std::nullopt) << text;
+    }
+    EXPECT_EQ(DateText::parsePointInTime("", 0), std::nullopt);
+}
+
+TEST(Duration, ReadsAndWritesWhatPeopleType) {
+    EXPECT_EQ(Duration::parse("1w1d1h1m1s1ms"), std::chrono::milliseconds(694'861'001));
+    for (const std::string_view each : splitDroppingEmpty(
+             "90d=90d|2w=14d|36h=1d12h|1h30m=1h30m|1.5h=1h30m|45s=45s|500ms=500ms|0.5=500ms|90=1m30s|1.0009=1s|0=0s|"
+             "1w1d1h1m1s1ms=8d1h1m1s1ms|0.99999999999w=6d23h59m59s999ms|365250d=365250d",
+             "|")) {
+        const auto duration = Duration::parse(each.substr(0, each.find('=')));
+        ASSERT_TRUE(duration) << each;
+        EXPECT_EQ(Duration::describe(*duration), each.substr(each.find('=') + 1));
+    }
+    for (const std::string_view text : splitDroppingEmpty(
+             "s|h|.5|5.|1..5|1.5.5s|-1|+1|1e3|inf|nan|0x10|1 h| 1h|1h |1H|1y|1hour|30m1h|1h1h|1h30|1.h|1m5|365251d|"
+             "365250d1ms|9223372036854775807|99999999999999999999|99999999999999999999w|1,5|1h-5m|١h",
+             "|")) {
+        EXPECT_EQ(Duration::parse(text), std::nullopt) << text;
+    }
+    EXPECT_EQ(Duration::parse(""), std::nullopt);
+    EXPECT_EQ(Duration::describe(-std::chrono::seconds(90)), "-1m30s");
+    EXPECT_EQ(Duration::describe(std::chrono::milliseconds::min()), "-106751991167d7h12m55s808ms");
 }
 
 }  // namespace brellin

@@ -153,6 +153,18 @@ TEST(TargetProbe, ReadsPsAndLsof) {
               (Snapshots{{100, "abd", {}}, {101, "", {}}}));
 }
 
+TEST(TargetProbe, RunsItsProgramsAsTheCallerWants) {
+    std::string ran;
+    const auto system = TargetProbe::Enumerators::system([&](const char*, const std::vector<std::string>& arguments) {
+        ran += fmt::format("{}\n", fmt::join(arguments, " "));
+        return std::optional(ChildProcess::Result{1, "p7\ncx\n"});
+    });
+    EXPECT_EQ(system.processes(), Snapshots());
+    EXPECT_EQ(system.listenersOnPort(80), (Snapshots{{7, "x", {}}}));
+    EXPECT_EQ(system.start(8), std::nullopt);
+    EXPECT_EQ(ran, "-axo pid=,lstart=,command=\n-nP -iTCP:80 -sTCP:LISTEN -Fpc\n-o lstart= -p 7\n-o lstart= -p 8\n");
+}
+
 TEST(TargetHistory, FollowsATargetThroughItsLife) {
     const TemporaryDirectory root;
     Store store(root.path());

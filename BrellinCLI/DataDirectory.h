@@ -1,10 +1,13 @@
 #pragma once
 
 #include "BrellinCore/platform/FileLock.h"
+#include "BrellinCore/platform/StopRequest.h"
+#include "BrellinCore/store/HistoryReader.h"
 #include "BrellinCore/store/Store.h"
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -18,18 +21,55 @@ namespace DataDirectory {
 /// Where it is, whether or not it exists.
 std::filesystem::path path();
 
-/// Opens the history, creating it where missing, and calls `work` with it. Only one process of the
-/// companion writes at a time, the others wait here: a write of the store fails at once when another
-/// process holds the database's lock.
-void withStore(const std::function<void(Store&)>& work);
+/// The history in it.
+std::filesystem::path database();
 
-/// Opens the history and calls `work` with it, for reading.
-void readStore(const std::function<void(const Store&)>& work);
+/// Does nothing for a directory that may be written to, or that does not exist.
+///
+/// @throws PermanentError it belongs to another user, or others can write to it: what is written there
+/// would
+///         not be ours
+void requireToBeOurs();
+
+/// Creates the directory where missing.
+///
+/// @throws PermanentError as requireToBeOurs
+void prepareForWriting();
+
+/// Takes the rights of others away from the directory and its files, and says so, where there are any.
+void makePrivate();
 
 /// Takes the lock of that name in the directory, which is created where missing.
 FileLock lock(const std::string& name, FileLock::Contention contention);
 
+/// Opens the history for reading. Nothing is created.
+std::unique_ptr<HistoryReader> openHistory();
+
+/// The same, but nullptr where there is no history yet, or none that can be read.
+std::unique_ptr<HistoryReader> findHistory();
+
 }  // namespace DataDirectory
+
+/// The history, open for writing from the first use on. A write waits for other processes, for up to five
+/// seconds or until a stop is requested.
+class WritableHistory {
+  public:
+    /// The stop request must outlive this object.
+    explicit WritableHistory(const StopRequest& stop) : stop_(stop) {}
+
+    /// Calls `work` with the history, opened (and created where missing) at first, and anew when its file
+    /// has been moved away.
+    ///
+    /// @throws Interrupted a stop was requested while `work` waited for another process
+    /// @throws std::runtime_error the history cannot be opened or written; says why
+    void use(const std::function<void(Store&)>& work);
+
+  private:
+    Store& open();
+
+    const StopRequest& stop_;
+    std::unique_ptr<Store> store_;
+};
 
 /// The lock of a job that must not be done twice at once on a data directory.
 class JobLock {

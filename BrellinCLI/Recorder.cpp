@@ -1,65 +1,83 @@
 #include "BrellinCLI/Recorder.h"
 
 #include "BrellinCLI/DataDirectory.h"
+#include "BrellinCLI/EventLine.h"
+#include "BrellinCLI/JsonFields.h"
 #include "BrellinCLI/Output.h"
 #include "BrellinCLI/RepeatAtInterval.h"
+#include "BrellinCLI/SessionLook.h"
 #include "BrellinCore/platform/Clock.h"
-#include "BrellinCore/reports/Snapshot.h"
+#include "BrellinCore/store/Chronicle.h"
 #include "BrellinCore/store/DataFiles.h"
-#include "BrellinCore/store/Reconciler.h"
-#include "BrellinCore/text/DateText.h"
+#include "BrellinCore/store/Pruning.h"
 
-#include <fmt/format.h>
-
-#include <set>
+#include <algorithm>
+#include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace brellin::cli::Recorder {
 
 namespace {
 
-/// Adds missing "seen" events. A round that died between a session's row and its event left no event, and
-/// the reconciler takes the session for known ever after.
-void addMissingSeenEvents(Store& store, const std::vector<SessionRecord>& sessions, std::int64_t now) {
-    const std::set<std::string> unseen = store.sessionIdsWithoutEvent("seen");
-    for (const SessionRecord& session : sessions) {
-        if (unseen.contains(session.sessionId)) {
-            store.appendEvent(session.sessionId, "seen",
-                              "first observation · account " + session.accountPath, "observed", now);
-        }
-    }
-}
+/// One recorder at work, round after round.
+class Rounds {
+  public:
+    Rounds(const StopRequest& stop, const Options& options)
+        : stop_(stop), options_(options), history_(stop), look_(stop) {}
 
-/// Writes one snapshot and prints what changed.
-///
-/// @param mayMissEvents true until a round has ended well: an earlier one may have died half way
-void recordSnapshot(bool& mayMissEvents) {
-    const Snapshot snapshot = Snapshot::take(AccountScanner::Identities::read);
-    const std::int64_t now = Clock::now();
-    std::vector<std::string> changes;
-    DataDirectory::withStore([&](Store& store) {
-        if (std::exchange(mayMissEvents, true)) {
-            addMissingSeenEvents(store, snapshot.sessions, now);
+    void runOne() {
+        lock_.acquire();
+        SessionLook::DeclaredSessions expected;
+        history_.use([&](Store& store) { expected = Chronicle(store).declaredSessions(); });
+        Chronicle::Round round = look_.take(expected);
+        round.now = Clock::now();
+        std::vector<Change> changes;
+        history_.use([&](Store& store) { changes = Chronicle(store).record(round); });
+        for (const Change& change : changes) {
+            printChange(change, round.accounts);
         }
-        changes = Reconciler(store).reconcile(snapshot.sessions, snapshot.scan.accounts, now);
-    });
-    mayMissEvents = false;
-    for (const std::string& change : changes) {
-        print(fmt::format("{} {}", DateText::timestampUTC(now), change));
+        pruneOnceADay(round.now);
     }
-}
+
+  private:
+    void printChange(const Change& change, const std::vector<ClaudeAccount>& accounts) const {
+        const auto account = std::ranges::find(accounts, change.accountPath, &ClaudeAccount::path);
+        const std::string& label = account == accounts.end() ? change.accountPath : account->label;
+        if (options_.asJson) {
+            printDocument(EventLine::json(change, label));
+        } else {
+            print(EventLine::text(change, label));
+        }
+    }
+
+    void pruneOnceADay(std::int64_t now) {
+        constexpr std::int64_t day = 24LL * 60 * 60 * 1000;
+        const bool isDue = now - prunedAt_ >= day || now < prunedAt_;
+        if (!options_.keep || !isDue) {
+            return;
+        }
+        history_.use([&](Store& store) {
+            Pruning::removeObservations(store.database(), now - options_.keep->count(),
+                                        [this] { return stop_.hasArrived(); });
+        });
+        prunedAt_ = now;
+    }
+
+    const StopRequest& stop_;
+    Options options_;
+    JobLock lock_{DataFiles::recorderLock, "a recorder"};
+    WritableHistory history_;
+    SessionLook look_;
+    std::int64_t prunedAt_ = 0;
+};
 
 }  // namespace
 
-void record(std::optional<double> every) {
-    JobLock lock(DataFiles::recorderLock, "a recorder");
-    bool mayMissEvents = true;
-    repeatAtInterval(every, [&] {
-        lock.acquire();
-        recordSnapshot(mayMissEvents);
-    });
+void record(const Options& options) {
+    const StopRequest stop;
+    Rounds rounds(stop, options);
+    repeatAtInterval(stop, options.every, [&] { rounds.runOne(); });
 }
 
 }  // namespace brellin::cli::Recorder

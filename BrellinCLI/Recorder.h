@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 
 namespace brellin::cli {
@@ -7,10 +8,17 @@ namespace brellin::cli {
 /// `havrick record`: writes what the machine shows now into the history.
 namespace Recorder {
 
-/// Takes a snapshot and reconciles it into the store, once or every so many seconds; prints a line with the
-/// time for every change. A second recorder on the same data directory would write every event twice, so it
-/// is refused.
-void record(std::optional<double> every);
+struct Options {
+    std::optional<std::chrono::milliseconds> every;  ///< goes on, with a pause of that length
+    std::optional<std::chrono::milliseconds> keep;   ///< older observations are removed once a day
+    bool asJson = false;                             ///< one JSON document a line
+};
+
+/// Looks at the machine and then writes what was found, in one transaction; prints a line for every change.
+/// A second recorder on the same data directory would write every event twice, so it is refused.
+///
+/// @throws Interrupted a single run was asked to stop before it wrote
+void record(const Options& options);
 
 }  // namespace Recorder
 

@@ -1,9 +1,6 @@
 #include "BrellinCLI/RepeatAtInterval.h"
 
-#include "BrellinCore/platform/StopRequest.h"
-
-#include <algorithm>
-#include <chrono>
+#include "BrellinCLI/Interrupted.h"
 
 namespace brellin::cli {
 
@@ -16,6 +13,8 @@ void reportFailureOf(const std::function<void()>& round) {
         throw;
     } catch (const PermanentError&) {
         throw;
+    } catch (const Interrupted&) {
+        return;  // the stop that ends the repetition
     } catch (const std::exception& failure) {
         printError(failure.what());
     }
@@ -23,17 +22,15 @@ void reportFailureOf(const std::function<void()>& round) {
 
 }  // namespace
 
-void repeatAtInterval(std::optional<double> every, const std::function<void()>& round) {
+void repeatAtInterval(const StopRequest& stop, std::optional<std::chrono::milliseconds> every,
+                      const std::function<void()>& round) {
     if (!every) {
         round();
         return;
     }
-    constexpr double longestPause = 1e9;  // some thirty years, well within what a clock can count
-    const std::chrono::duration<double> pause(std::min(*every, longestPause));
-    const StopRequest stop;
     do {
         reportFailureOf(round);
-    } while (!stop.arrivesWithin(std::chrono::duration_cast<std::chrono::milliseconds>(pause)));
+    } while (!stop.arrivesWithin(*every));
 }
 
 }  // namespace brellin::cli

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "BrellinCLI/Output.h"
+#include "BrellinCore/platform/StopRequest.h"
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <stdexcept>
@@ -14,11 +16,12 @@ class PermanentError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Runs a round of work: once without `every`, otherwise again and again with a pause of so many seconds
-/// until SIGINT or SIGTERM arrives, which lets the round in progress end. A repeated run prints what a
+/// Runs a round of work: once without `every`, otherwise again and again with a pause of that length until
+/// a stop is requested, which lets the round in progress end or be given up. A repeated run prints what a
 /// round throws on standard error and goes on with the next round.
 ///
 /// @throws ReaderGone, PermanentError, and for a single run whatever the round threw
-void repeatAtInterval(std::optional<double> every, const std::function<void()>& round);
+void repeatAtInterval(const StopRequest& stop, std::optional<std::chrono::milliseconds> every,
+                      const std::function<void()>& round);
 
 }  // namespace brellin::cli

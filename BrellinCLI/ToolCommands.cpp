@@ -1,15 +1,15 @@
 #include "BrellinCLI/ToolCommands.h"
 
+#include "BrellinCLI/DataDirectory.h"
+#include "BrellinCLI/JsonFields.h"
 #include "BrellinCore/accounts/AccountScanner.h"
 #include "BrellinCore/platform/Environment.h"
 #include "BrellinCore/reports/Snapshot.h"
 #include "BrellinCore/server/MCPServer.h"
 #include "BrellinCore/sessions/LivenessProbe.h"
-#include "BrellinCore/text/Utf8.h"
 
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
-#include <boost/json/serialize.hpp>
 
 #include <optional>
 #include <utility>
@@ -19,13 +19,6 @@ namespace brellin::cli::ToolCommands {
 namespace json = boost::json;
 
 namespace {
-
-template <typename Value>
-void addIfPresent(json::object& object, std::string_view key, const std::optional<Value>& value) {
-    if (value) {
-        object[key] = *value;
-    }
-}
 
 json::object toJson(const SessionRecord& record, std::string_view accountLabel) {
     json::object facts = {
@@ -64,14 +57,12 @@ json::object toJson(const ClaudeAccount& account) {
     return facts;
 }
 
-void printDocument(const json::object& document) {
-    // Names on disk may be any bytes; what a script reads must be JSON.
-    print(Utf8::repaired(json::serialize(document)));
-}
-
 }  // namespace
 
 ExitStatus printAnswer(std::string_view tool, std::string_view argumentName, const std::string& argument) {
+    if (tool == "havrick_send") {
+        DataDirectory::requireToBeOurs();  // it leaves a note in the history
+    }
     json::object arguments;
     if (!argumentName.empty()) {
         arguments[argumentName] = argument;

@@ -1,18 +1,23 @@
 #include "BrellinCLI/Watch.h"
 
 #include "BrellinCLI/DataDirectory.h"
+#include "BrellinCLI/Interrupted.h"
 #include "BrellinCLI/RepeatAtInterval.h"
+#include "BrellinCore/platform/ChildProcess.h"
 #include "BrellinCore/platform/Clock.h"
 #include "BrellinCore/reports/ReportText.h"
 #include "BrellinCore/store/DataFiles.h"
 #include "BrellinCore/text/DateText.h"
 #include "BrellinCore/text/Utf8.h"
+#include "BrellinCore/watch/TargetChronicle.h"
 #include "BrellinCore/watch/TargetScanner.h"
 #include "BrellinCore/watch/WatchList.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <functional>
+#include <set>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -108,34 +113,78 @@ void appendResult(ReportText& text, const TargetScanResult& result) {
     }
 }
 
-TargetScanner::Outcome probeAll(const WatchList& list, Store* store, std::int64_t now) {
-    const auto system = TargetProbe::Enumerators::system();
-    return TargetScanner::scan(list.targets, store, store != nullptr, now, [&](const WatchTarget& target) {
+/// Runs `ps` and `lsof` so that neither holds a scan up for ever. One that did not answer is not asked
+/// again in the same scan.
+class SupervisedPrograms {
+  public:
+    explicit SupervisedPrograms(const StopRequest& stop) : stop_(stop) {}
+
+    /// @throws Interrupted a stop was requested
+    std::optional<ChildProcess::Result> run(const char* executable,
+                                            const std::vector<std::string>& arguments) {
+        if (silent_.contains(executable)) {
+            return std::nullopt;
+        }
+        auto run = ChildProcess::supervise(executable, arguments, {.stop = &stop_});
+        if (stop_.hasArrived()) {
+            throw Interrupted();
+        }
+        if (run && run->ending == ChildProcess::Ending::timedOut) {
+            silent_.insert(executable);
+        }
+        const bool isWhole = run && run->ending == ChildProcess::Ending::exited;
+        return isWhole ? std::optional(std::move(run->result)) : std::nullopt;
+    }
+
+    /// Adds why, where a verdict is unknown because a program did not answer.
+    void explain(TargetVerdict& verdict) const {
+        if (verdict.state == Liveness::unknown && !silent_.empty()) {
+            verdict.diagnostic = fmt::format("{} ({} did not answer within ten seconds)",
+                                             verdict.diagnostic.value_or(""), fmt::join(silent_, ", "));
+        }
+    }
+
+  private:
+    const StopRequest& stop_;
+    std::set<std::string> silent_;
+};
+
+TargetScanner::Outcome probeAll(const WatchList& list, const StopRequest& stop) {
+    SupervisedPrograms programs(stop);
+    const auto system = TargetProbe::Enumerators::system(
+        [&](const auto* executable, const auto& arguments) { return programs.run(executable, arguments); });
+    auto outcome = TargetScanner::scan(list.targets, nullptr, false, 0, [&](const WatchTarget& target) {
         return TargetProbe::verdict(target, system);
     });
+    for (TargetScanResult& result : outcome.results) {
+        programs.explain(result.verdict);
+    }
+    return outcome;
 }
 
-/// Refuses to run beside another recorder of watched targets: both would write every event.
+/// Writes what scans see. Refuses to do so beside another recorder of watched targets: both would write
+/// every event.
 class ScanRecorder {
   public:
-    /// Probes and records. Where that fails the verdicts are still worth having: they come without events,
-    /// and the outcome's writeError says why.
-    TargetScanner::Outcome scan(const WatchList& list, std::int64_t now) {
-        TargetScanner::Outcome outcome;
+    explicit ScanRecorder(const StopRequest& stop) : history_(stop) {}
+
+    void requireToBeAlone() { lock_.acquire(); }
+
+    /// Where it fails the verdicts are still worth having: they stay without events, and the outcome's
+    /// writeError says why.
+    void record(TargetScanner::Outcome& outcome, std::int64_t now) {
         try {
-            lock_.acquire();
-            DataDirectory::withStore([&](Store& store) { outcome = probeAll(list, &store, now); });
+            history_.use([&](Store& store) { TargetChronicle::record(outcome.results, store, now); });
         } catch (const PermanentError&) {
             throw;
         } catch (const std::runtime_error& failure) {
-            outcome = probeAll(list, nullptr, now);
             outcome.writeError = failure.what();
         }
-        return outcome;
     }
 
   private:
     JobLock lock_{DataFiles::watchRecorderLock, "a recorder of watched targets"};
+    WritableHistory history_;
 };
 
 void printOutcome(const TargetScanner::Outcome& outcome, std::int64_t now) {
@@ -173,17 +222,25 @@ ExitStatus list() {
     return ExitStatus::success;
 }
 
-ExitStatus scan(bool record, std::optional<double> every) {
-    ScanRecorder recorder;
+ExitStatus scan(bool record, std::optional<std::chrono::milliseconds> every) {
+    const StopRequest stop;
+    ScanRecorder recorder(stop);
     ExitStatus status = ExitStatus::success;
-    repeatAtInterval(every, [&] {
+    repeatAtInterval(stop, every, [&] {
         const WatchList::Loaded loaded = load();
         if (loaded.list.targets.empty()) {
             status = reportEmptyList(loaded);
             return;
         }
+        if (record) {
+            recorder.requireToBeAlone();
+        }
+        TargetScanner::Outcome outcome = probeAll(loaded.list, stop);
         const std::int64_t now = Clock::now();
-        printOutcome(record ? recorder.scan(loaded.list, now) : probeAll(loaded.list, nullptr, now), now);
+        if (record) {
+            recorder.record(outcome, now);
+        }
+        printOutcome(outcome, now);
     });
     return every ? ExitStatus::success : status;
 }

@@ -2,6 +2,7 @@
 
 #include "BrellinCLI/Output.h"
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,9 +25,12 @@ ExitStatus remove(const std::vector<std::string>& keys, bool force);
 /// Prints each target's key and description.
 ExitStatus list();
 
-/// Probes every target and prints its verdict and occupants, once or every so many seconds. With `record`
-/// what was seen goes into the history first, and each target's events are printed, too.
-ExitStatus scan(bool record, std::optional<double> every);
+/// Probes every target and prints its verdict and occupants, once or again after every pause. With `record`
+/// what was seen goes into the history first, in one transaction, and each target's events are printed,
+/// too.
+///
+/// @throws Interrupted a single scan was asked to stop before it was done
+ExitStatus scan(bool record, std::optional<std::chrono::milliseconds> every);
 
 }  // namespace Watch
 

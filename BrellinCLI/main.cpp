@@ -1,16 +1,25 @@
+#include "BrellinCLI/EventLine.h"
 #include "BrellinCLI/HistoryCommand.h"
 #include "BrellinCLI/Output.h"
 #include "BrellinCLI/Recorder.h"
 #include "BrellinCLI/ToolCommands.h"
 #include "BrellinCLI/Watch.h"
+#include "BrellinCore/platform/ChildProcess.h"
+#include "BrellinCore/platform/Clock.h"
 #include "BrellinCore/platform/ProcessSetup.h"
 #include "BrellinCore/server/BrellinVersion.h"
+#include "BrellinCore/text/DateText.h"
+#include "BrellinCore/text/Decimal.h"
+#include "BrellinCore/text/Duration.h"
 #include "BrellinCore/watch/WatchTarget.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 
-#include <cmath>
-#include <cstdlib>
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <iostream>
@@ -22,12 +31,43 @@ namespace brellin::cli {
 
 namespace {
 
-/// What is wrong with a number of seconds; empty when nothing is.
-std::string refuseSeconds(const std::string& text) {
-    char* end = nullptr;
-    const double seconds = std::strtod(text.c_str(), &end);
-    const bool isNumber = end != text.c_str() && *end == '\0' && std::isfinite(seconds);
-    return isNumber && seconds >= 0 ? "" : "\"" + text + "\" is no number of seconds, 0 or more";
+/// The length of time that an option gives.
+///
+/// @throws CLI::ValidationError it is none
+std::chrono::milliseconds duration(const std::string& text) {
+    if (const auto length = Duration::parse(text)) {
+        return *length;
+    }
+    throw CLI::ValidationError(
+        fmt::format("\"{}\" is no length of time; these are: {}", text, Duration::forms));
+}
+
+/// The point in time that an option gives, in milliseconds since the Unix epoch.
+///
+/// @throws CLI::ValidationError it is none
+std::int64_t pointInTime(const std::string& text) {
+    // A bare number would be so many seconds ago, and "2026" is meant as a year.
+    const bool isBareNumber = text.find_first_not_of("0123456789.") == std::string::npos;
+    const auto time = isBareNumber ? std::nullopt : DateText::parsePointInTime(text, Clock::now());
+    if (time) {
+        return *time;
+    }
+    throw CLI::ValidationError(fmt::format(
+        R"("{}" is no point in time; these are: 2h, 7d, 2026-11-01, "2026-11-01 14:00")", text));
+}
+
+/// What is wrong with a number of entries; empty when nothing is.
+std::string refuseCount(const std::string& text) {
+    const auto count = parseDecimal<std::int64_t>(text);
+    return count && *count > 0 ? "" : fmt::format("\"{}\" is no number from 1 on", text);
+}
+
+/// What is wrong with a kind of event; empty when nothing is.
+std::string refuseKind(const std::string& text) {
+    const auto& kinds = EventLine::kinds;
+    return std::ranges::find(kinds, text) != kinds.end()
+               ? ""
+               : fmt::format("there are no \"{}\" events; these are: {}", text, fmt::join(kinds, ", "));
 }
 
 /// The command line, and the command that it chose. Parsing fills the options; the command runs afterwards.
@@ -44,8 +84,7 @@ class CommandLine {
                     "The session's id, in full or as a prefix");
         addQuestion("send", "Prepare a message to a session: check it, give its exact address",
                     "havrick_send", "sessionId", "The session's id, in full or as a prefix");
-        addQuestion("resolve", "Which session a name or short address stands for", "havrick_resolve",
-                    "query", "A name or a short address");
+        addResolve();
         addRecord();
         addHistory();
         addWatch();
@@ -97,24 +136,103 @@ class CommandLine {
         });
     }
 
+    void addResolve() {
+        CLI::App* command =
+            app_.add_subcommand("resolve", "Which session a name or short address stands for");
+        command->add_option("query", argument_, "A name or a short address")->required();
+        command->callback([this] {
+            command_ = [this] {
+                const ExitStatus status = ToolCommands::printAnswer("havrick_resolve", "query", argument_);
+                if (status != ExitStatus::success) {
+                    HistoryCommand::reportFormerCarriers(argument_);
+                }
+                return status;
+            };
+        });
+    }
+
     void addRepetition(CLI::App* command) {
-        command->add_option("--every", every_, "Go on, with a pause of that many seconds")
-            ->type_name("SECONDS")
-            ->check(CLI::Validator(refuseSeconds, ""));
+        command
+            ->add_option_function<std::string>(
+                "--every", [this](const std::string& text) { every_ = duration(text); },
+                "Go on, with a pause of that length (30 is 30 seconds; 500ms, 5m)")
+            ->type_name("DURATION");
     }
 
     void addRecord() {
         CLI::App* command = app_.add_subcommand("record", "Write what is running now into the history");
         addRepetition(command);
-        command->callback(
-            [this] { command_ = [this] { return Recorder::record(every_), ExitStatus::success; }; });
+        command
+            ->add_option_function<std::string>(
+                "--keep", [this](const std::string& text) { keep_ = duration(text); },
+                "Once a day remove observations that are older (90d)")
+            ->type_name("DURATION");
+        command->add_flag("--json", asJson_, "Print each change as one JSON document, on one line");
+        command->callback([this] {
+            command_ = [this] {
+                return Recorder::record({.every = every_, .keep = keep_, .asJson = asJson_}),
+                       ExitStatus::success;
+            };
+        });
     }
 
     void addHistory() {
         CLI::App* command =
             app_.add_subcommand("history", "What the history knows, sessions long gone included");
-        command->add_option("idPrefix", argument_, "Only what has an id that begins so");
-        command->callback([this] { command_ = [this] { return HistoryCommand::show(argument_); }; });
+        command->add_option(
+            "what", argument_,
+            "Everything about an id or its beginning, a name of any time, a short address, a "
+            "watched target; without it, a list");
+        addTime(command, "--since", "From then on", history_.filter.since);
+        addTime(command, "--until", "Up to then", history_.filter.until);
+        command->add_option("--account", history_.filter.account, "Only that account's, by label or path");
+        command
+            ->add_option("--kind", history_.filter.kind,
+                         "Only with such an event, and of events only these")
+            ->check(CLI::Validator(refuseKind, ""));
+        command->add_option("--limit", history_.filter.limit, "The latest so many")
+            ->check(CLI::Validator(refuseCount, ""));
+        command->add_flag("--full", history_.isFull, "Whole ids, and observations");
+        command->add_flag("--utc", history_.inUTC, "Times in UTC");
+        command->add_flag("--json", history_.asJson, "Print one JSON document");
+        addPrune(command);
+        command->callback([this, command] {
+            if (command->get_subcommands().empty()) {
+                command_ = [this] { return showHistory(); };
+            }
+        });
+    }
+
+    ExitStatus showHistory() {
+        return argument_.empty() ? HistoryCommand::list(history_)
+                                 : HistoryCommand::tell(argument_, history_);
+    }
+
+    static void addTime(CLI::App* command, const std::string& name, const std::string& description,
+                        std::optional<std::int64_t>& time) {
+        command
+            ->add_option_function<std::string>(
+                name, [&time](const std::string& text) { time = pointInTime(text); },
+                description + " (2h, 7d: that long ago; 2026-11-01, \"2026-11-01 14:00\")")
+            ->type_name("TIME");
+    }
+
+    void addPrune(CLI::App* history) {
+        CLI::App* command =
+            history->add_subcommand("prune", "Remove old observations; events, names and sessions stay");
+        command
+            ->add_option_function<std::string>(
+                "--older-than", [this](const std::string& text) { keep_ = duration(text); },
+                "Those made longer ago than that (90d)")
+            ->type_name("DURATION")
+            ->required();
+        command->add_flag("--vacuum", vacuums_, "Give the space back to the file system");
+        command->callback([this] {
+            if (!argument_.empty() || history_.filter != HistoryReader::Filter()) {
+                throw CLI::ValidationError("prune takes no part of the history, it removes from all of it");
+            }
+            command_ = [this] { return HistoryCommand::prune(keep_.value(), vacuums_); };
+        });
     }
 
     void addWatch() {
@@ -146,7 +264,10 @@ class CommandLine {
     bool asJson_ = false;
     bool force_ = false;
     bool record_ = false;
-    std::optional<double> every_;
+    bool vacuums_ = false;
+    std::optional<std::chrono::milliseconds> every_;
+    std::optional<std::chrono::milliseconds> keep_;
+    HistoryCommand::Options history_;
     std::string argument_;
     std::vector<std::string> words_;
 };
@@ -168,5 +289,6 @@ ExitStatus runCompanion(int count, char** words) {
 
 int main(int count, char** words) {
     brellin::ProcessSetup::prepare();
+    brellin::ChildProcess::limitRuns(std::chrono::seconds(10));
     return static_cast<int>(brellin::cli::runCompanion(count, words));
 }

@@ -32,6 +32,10 @@ struct Result {
 /// @return nullopt when the child could not be started or its output could not be read
 std::optional<Result> run(const char* executable, const std::vector<std::string>& arguments);
 
+/// Lets every later `run` of this process end after that time, as one that could not be started: for
+/// programs that answer people, who would rather know that nothing was measured than wait.
+void limitRuns(std::chrono::milliseconds limit);
+
 /// What runs a program for a caller that leaves it to somebody else how: `run`, or a supervised run.
 using Runner =
     std::function<std::optional<Result>(const char* executable, const std::vector<std::string>& arguments)>;

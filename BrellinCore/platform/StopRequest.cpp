@@ -37,7 +37,8 @@ void noteRequest(int /*signal*/) {
 void handleStopSignals(void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
-    action.sa_flags = SA_RESTART;
+    // A second signal ends the process at once, for whoever cannot wait any longer.
+    action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
     ::sigemptyset(&action.sa_mask);
     ::sigaction(SIGINT, &action, nullptr);
     ::sigaction(SIGTERM, &action, nullptr);

@@ -1,6 +1,7 @@
 #include "BrellinCore/sessions/SessionRegistry.h"
 
 #include "BrellinCore/platform/Directory.h"
+#include "BrellinCore/platform/FileSystem.h"
 #include "BrellinCore/text/JsonReader.h"
 
 #include <algorithm>
@@ -65,34 +66,40 @@ std::optional<SessionRecord> recordInDocument(std::string_view text, const std::
     return record;
 }
 
-std::vector<SessionRecord> records(const std::string& accountPath) {
-    std::vector<SessionRecord> found;
-    auto directory = Directory::open(accountPath + "/sessions");
+Survey survey(const std::string& accountPath) {
+    const std::string path = accountPath + "/sessions";
+    auto directory = Directory::open(path);
     if (!directory) {
-        return found;
+        return {.isListed = FileSystem::isMissing(path)};
     }
+    Survey survey;
+    std::vector<SessionRecord> found;
     std::vector<Place> places;
     found.reserve(directory->entries().size());
     places.reserve(directory->entries().size());
     for (const Directory::Entry& entry : directory->entries()) {
-        const auto text = entry.name.ends_with(".json") ? directory->read(entry) : std::nullopt;
-        if (!text) {
+        if (!entry.name.ends_with(".json")) {
             continue;
         }
+        const auto text = directory->read(entry);
         // A record is large, and so it is made where it stays.
-        if (readRecord(*text, accountPath, found.emplace_back())) {
+        if (text && readRecord(*text, accountPath, found.emplace_back())) {
             places.push_back({found.back().startedAt, entry.name, places.size()});
         } else {
-            found.pop_back();
+            found.resize(places.size());
+            survey.filesWithoutOne.push_back(path + "/" + entry.name);
         }
     }
     std::ranges::sort(places, std::less());
-    std::vector<SessionRecord> sorted;
-    sorted.reserve(found.size());
+    survey.records.reserve(found.size());
     for (const Place& place : places) {
-        sorted.push_back(std::move(found[place.index]));
+        survey.records.push_back(std::move(found[place.index]));
     }
-    return sorted;
+    return survey;
+}
+
+std::vector<SessionRecord> records(const std::string& accountPath) {
+    return survey(accountPath).records;
 }
 
 std::vector<SessionRecord> allRecords(const std::vector<ClaudeAccount>& accounts) {

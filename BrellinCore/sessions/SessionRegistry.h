@@ -15,6 +15,16 @@ namespace brellin {
 /// skipped, and neither hides others.
 namespace SessionRegistry {
 
+/// What one look at an account's registry found.
+struct Survey {
+    std::vector<SessionRecord> records;        ///< as records() gives them
+    std::vector<std::string> filesWithoutOne;  ///< paths of files that are to hold a session, and do not
+    bool isListed = true;  ///< false when there is a directory, or may be one, that could not be listed
+};
+
+/// The same as records(), together with what it leaves out.
+Survey survey(const std::string& accountPath);
+
 /// The sessions declared by the files `<accountPath>/sessions/*.json`, oldest first; those that started
 /// at the same time in the order of their file names.
 std::vector<SessionRecord> records(const std::string& accountPath);

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <array>
+#include <string_view>
+
 namespace brellin {
 
 /// The names of all files that this system keeps in its data directory.
@@ -23,8 +26,10 @@ inline constexpr const char* watchRecorderLock = "watch-recorder.lock";
 /// Held during one edit of the watch list, so that none gets lost.
 inline constexpr const char* watchListLock = "watchlist.lock";
 
-/// Held during one write of the companion into the history: its writers take turns.
-inline constexpr const char* writerLock = "writer.lock";
+/// All of them. A file whose name only begins so belongs to it: SQLite's, or one that is just being
+/// written.
+inline constexpr std::array<std::string_view, 5> all = {database, watchList, recorderLock,
+                                                        watchRecorderLock, watchListLock};
 
 }  // namespace DataFiles
 

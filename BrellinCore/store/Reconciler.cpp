@@ -1,6 +1,5 @@
 #include "BrellinCore/store/Reconciler.h"
 
-#include "BrellinCore/sessions/LivenessProbe.h"
 #include "BrellinCore/text/Utf8.h"
 
 #include <fmt/format.h>
@@ -24,7 +23,7 @@ std::vector<std::string> Reconciler::reconcile(const std::vector<SessionRecord>&
     for (const ClaudeAccount& account : accounts) {
         store_.recordAccount(account, now);
     }
-    const std::set<std::string> known = store_.knownSessionIds();
+    const std::set<std::string> known = options_.known ? *options_.known : store_.knownSessionIds();
     std::set<std::string> vanished = known;
     std::vector<std::string> changes;
     for (const SessionRecord& record : records) {
@@ -35,8 +34,10 @@ std::vector<std::string> Reconciler::reconcile(const std::vector<SessionRecord>&
             changes.push_back(change("seen", record.sessionId));
         }
         reconcileName(record, now, changes);
-        store_.appendObservation(record.sessionId, record.pid, LivenessProbe::verdict(record),
-                                 record.reportedStatus, now);
+        const LivenessVerdict verdict = options_.verdict(record);
+        if (options_.isWorthObserving(record, verdict)) {
+            store_.appendObservation(record.sessionId, record.pid, verdict, record.reportedStatus, now);
+        }
         vanished.erase(record.sessionId);
     }
     for (const std::string& sessionId : vanished) {

@@ -1,11 +1,16 @@
 #pragma once
 
 #include "BrellinCore/accounts/ClaudeAccount.h"
+#include "BrellinCore/sessions/LivenessProbe.h"
 #include "BrellinCore/sessions/SessionRecord.h"
 #include "BrellinCore/store/Store.h"
 
 #include <cstdint>
+#include <functional>
+#include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace brellin {
@@ -15,8 +20,23 @@ namespace brellin {
 /// keeps nothing between calls; all that it knows of the past comes from the store.
 class Reconciler {
   public:
+    /// What a caller may know better.
+    struct Options {
+        /// The verdict on a session, asked once for each.
+        std::function<LivenessVerdict(const SessionRecord&)> verdict = [](const SessionRecord& record) {
+            return LivenessProbe::verdict(record);
+        };
+        /// Whether that verdict is to be kept as an observation.
+        std::function<bool(const SessionRecord&, const LivenessVerdict&)> isWorthObserving =
+            [](const SessionRecord& /*record*/, const LivenessVerdict& /*verdict*/) { return true; };
+        /// The ids that are no news; those of them without a record have vanished. Absent: every id that
+        /// has a row, watched targets included.
+        std::optional<std::set<std::string>> known;
+    };
+
     /// The store must outlive this object.
     explicit Reconciler(Store& store) : store_(store) {}
+    Reconciler(Store& store, Options options) : store_(store), options_(std::move(options)) {}
 
     /// Writes one snapshot. Every session's process is probed once, in the given order.
     ///
@@ -32,6 +52,7 @@ class Reconciler {
     void reconcileName(const SessionRecord& record, std::int64_t now, std::vector<std::string>& changes);
 
     Store& store_;
+    Options options_;
 };
 
 }  // namespace brellin

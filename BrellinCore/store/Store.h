@@ -3,33 +3,17 @@
 #include "BrellinCore/accounts/ClaudeAccount.h"
 #include "BrellinCore/sessions/Liveness.h"
 #include "BrellinCore/sessions/SessionRecord.h"
+#include "BrellinCore/store/Database.h"
 #include "BrellinCore/store/StoreError.h"
 
 #include <cstdint>
 #include <filesystem>
-#include <initializer_list>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
-struct sqlite3;
-struct sqlite3_stmt;
-
 namespace brellin {
-
-/// One session, or watched target, that was ever seen.
-struct StoredSession {
-    std::string sessionId;
-    std::string accountPath;  ///< the account last seen under; for a watched target its label
-    std::optional<std::string> cwd;
-    std::optional<std::int64_t> startedAt;  ///< as first declared; absent for a watched target
-    std::int64_t firstSeen = 0;             ///< milliseconds since the Unix epoch
-    std::int64_t lastSeen = 0;
-
-    friend bool operator==(const StoredSession&, const StoredSession&) = default;
-};
 
 /// One row of the event log.
 struct StoredEvent {
@@ -64,10 +48,11 @@ struct CurrentName {
 ///
 /// A store owns one connection, closed with it. It never reads a clock: every `at` comes from the caller,
 /// in milliseconds since the Unix epoch. Each operation is one statement, prepared, stepped and finalized
-/// at once, in SQLite's own autocommit; nothing waits for another process's lock.
+/// at once, in SQLite's own autocommit unless the caller began a transaction. A write does not wait for
+/// another process's lock, unless the caller says so.
 ///
-/// Writes throw StoreError and leave the store usable. Reads do not throw, sessions() apart: one that fails
-/// looks like one that found nothing.
+/// Writes throw StoreError and leave the store usable. Reads do not throw: one that fails looks like one
+/// that found nothing.
 class Store {
   public:
     /// Opens the database in `root`, creating both where missing.
@@ -75,11 +60,9 @@ class Store {
     /// @throws std::filesystem::filesystem_error when the directory cannot be created
     /// @throws StoreError (open) when the database cannot be opened. Trouble with its schema is no error
     ///         here: later writes fail and later reads find nothing
-    explicit Store(std::filesystem::path root);
-    ~Store();
-    Store(const Store&) = delete;
-    Store& operator=(const Store&) = delete;
-
+    ///
+    /// @param waits what to do while another process has a lock; without it a write fails at once
+    explicit Store(std::filesystem::path root, Database::BusyHandler waits = {});
     const std::filesystem::path& root() const { return root_; }
 
     /// Adds or refreshes an account. A known e-mail address is never cleared by a record without one.
@@ -114,19 +97,10 @@ class Store {
     /// Every id that has a row, those of watched targets included.
     std::set<std::string> knownSessionIds() const;
 
-    /// Every row of the table of sessions, ordered by the time of the first look. Unlike the other reads it
-    /// throws: a list of the whole history must not show an unreadable database as an empty one.
-    ///
-    /// @throws StoreError (prepare, step) the rows could not be read
-    std::vector<StoredSession> sessions() const;
-
     /// The open name window; of several the one that began last.
     std::optional<CurrentName> currentName(const std::string& sessionId) const;
 
     bool hasEvent(const std::string& sessionId, const std::string& kind) const;
-
-    /// Every id that has a row but no event of that kind.
-    std::set<std::string> sessionIdsWithoutEvent(const std::string& kind) const;
 
     /// Oldest window first.
     std::vector<NameWindow> nameHistory(const std::string& sessionId) const;
@@ -134,27 +108,19 @@ class Store {
     /// Oldest event first.
     std::vector<StoredEvent> events(const std::string& sessionId) const;
 
+    /// The connection, for what is written together with this store's operations.
+    Database& database() { return database_; }
+
+    /// What went wrong with a read since this was asked last; nullopt when nothing did. For callers to whom
+    /// "found nothing" and "could not look" are two things.
+    std::optional<StoreError> takeReadFailure();
+
   private:
-    class Value;
-    struct Closer {
-        void operator()(sqlite3* connection) const;
-    };
-    struct Finalizer {
-        void operator()(sqlite3_stmt* statement) const;
-    };
-    using Statement = std::unique_ptr<sqlite3_stmt, Finalizer>;
-    using Row = std::vector<std::optional<std::string>>;  ///< the columns' texts in the statement's order
+    std::vector<Database::Row> query(const char* sql, Database::Values values) const;
 
-    StoreError error(StoreError::Case kind) const;
-    Statement prepare(const char* sql) const;
-    void write(const char* sql, std::initializer_list<Value> values);
-    std::set<std::string> queryIds(const char* sql, std::initializer_list<Value> values) const;
-    std::vector<Row> query(const char* sql, std::initializer_list<Value> values) const;
-    /// Steps a statement to its end, gathering its rows; the result of the last step.
-    static int gatherRows(const Statement& statement, std::vector<Row>& rows);
-
-    std::unique_ptr<sqlite3, Closer> db_;
     std::filesystem::path root_;
+    Database database_;
+    mutable std::optional<StoreError> readFailure_;
 };
 
 }  // namespace brellin

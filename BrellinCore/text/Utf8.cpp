@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <iterator>
 #include <span>
+#include <utility>
 
 namespace brellin::Utf8 {
 
@@ -37,6 +38,18 @@ std::string_view trim(std::string_view text, std::span<const std::string_view> u
 
 bool isPrintableAscii(char byte) {
     return byte > ' ' && byte <= '~';
+}
+
+/// Marks that end a line or turn the direction of writing, and tags, which nothing shows.
+bool isInvisibleMark(std::uint32_t character) {
+    constexpr std::array<std::pair<std::uint32_t, std::uint32_t>, 6> ranges = {{{0x061C, 0x061C},
+                                                                                {0x200E, 0x200F},
+                                                                                {0x2028, 0x202E},
+                                                                                {0x2066, 0x2069},
+                                                                                {0xFFF9, 0xFFFB},
+                                                                                {0xE0000, 0xE007F}}};
+    return std::ranges::any_of(
+        ranges, [&](const auto& range) { return character >= range.first && character <= range.second; });
 }
 
 bool isAscii(char byte) {
@@ -73,9 +86,8 @@ std::string printable(std::string_view text) {
         const std::uint32_t character = ::utf8::next(next, valid.end());
         const bool isControl =
             (character < 0x20 && character != '\t') || (character >= 0x7F && character < 0xA0);
-        const bool turnsDirection =
-            (character >= 0x202A && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
-        ::utf8::append(isControl || turnsDirection ? 0xFFFD : character, std::back_inserter(visible));
+        const bool isHidden = isControl || isInvisibleMark(character);
+        ::utf8::append(isHidden ? 0xFFFD : character, std::back_inserter(visible));
     }
     return visible;
 }

@@ -17,8 +17,8 @@ std::string repaired(std::string_view text);
 /// The first `count` characters, the whole text when it has fewer. No sequence is cut.
 std::string_view prefix(std::string_view text, std::size_t count);
 
-/// The text as it may go to a terminal: control characters (but for the tab), marks that turn the direction
-/// of writing, and malformed sequences become U+FFFD.
+/// The text as it may go to a terminal or into a line: control characters (but for the tab), line
+/// separators, marks that turn the direction of writing, tags, and malformed sequences become U+FFFD.
 std::string printable(std::string_view text);
 
 /// Without the white space and newline characters at both ends (Unicode's White_Space).

@@ -15,8 +15,10 @@ std::vector<std::string> TargetReconciler::reconcile(const TargetVerdict& verdic
     const std::string key = verdict.target.key();
     const ProcessSnapshot* primary = verdict.primaryOccupant();
     store_.ensureEntity(key, fmt::format("{}{}", labelPrefix, verdict.target.describe()), now);
-    store_.appendObservation(key, primary == nullptr ? 0 : primary->pid,
-                             {verdict.state, verdict.method, std::nullopt}, std::nullopt, now);
+    if (isWorthObserving_(verdict)) {
+        store_.appendObservation(key, primary == nullptr ? 0 : primary->pid,
+                                 {verdict.state, verdict.method, std::nullopt}, std::nullopt, now);
+    }
     if (verdict.state == Liveness::stale) {
         return vacate(verdict.target, now);
     }

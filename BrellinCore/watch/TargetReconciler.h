@@ -4,8 +4,10 @@
 #include "BrellinCore/watch/TargetProbe.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace brellin {
@@ -18,8 +20,14 @@ class TargetReconciler {
     /// What a target's row has before its description in place of an account's path.
     static constexpr std::string_view labelPrefix = "watch:";
 
+    /// Whether a verdict is to be kept as an observation.
+    using IsWorthObserving = std::function<bool(const TargetVerdict&)>;
+
     /// The store must outlive this object.
-    explicit TargetReconciler(Store& store) : store_(store) {}
+    explicit TargetReconciler(
+        Store& store,
+        IsWorthObserving isWorthObserving = [](const TargetVerdict& /*verdict*/) { return true; })
+        : store_(store), isWorthObserving_(std::move(isWorthObserving)) {}
 
     /// @param now milliseconds since the Unix epoch, the time of every row written
     /// @return empty when nothing changed, otherwise "occupied:", "vacated:" or "reoccupied:" and the key
@@ -32,6 +40,7 @@ class TargetReconciler {
                                     std::int64_t now);
 
     Store& store_;
+    IsWorthObserving isWorthObserving_;
 };
 
 }  // namespace brellin

@@ -24,7 +24,7 @@ WatchList::Loaded WatchList::load(const std::filesystem::path& directory) {
         return fromDocument(*text);
     }
     std::error_code ignored;
-    const auto type = std::filesystem::symlink_status(file(directory), ignored).type();
+    const auto type = std::filesystem::status(file(directory), ignored).type();
     return {.isReadable = type == std::filesystem::file_type::not_found};
 }
 

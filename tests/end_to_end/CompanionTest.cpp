@@ -1,19 +1,10 @@
 #include "BrellinCore/platform/Descriptor.h"
-#include "BrellinCore/platform/FileLock.h"
-#include "BrellinCore/store/Store.h"
 #include "tests/world/Household.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
-
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
-#include <random>
-#include <thread>
 
 namespace brellin {
 
@@ -22,21 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 using world::startOf;
 
-/// The companion, on declarations of the home's own account.
-class Companion : public world::Household {
-  protected:
-    /// What it says to a command of the shell: all that it writes, and its exit status unless that is 0.
-    std::string tell(const std::string& arguments) const {
-        const std::string command = HAVRICK_EXECUTABLE " " + arguments;
-        const auto run = world::runProgram({"/bin/bash", "-o", "pipefail", "-c", command}, environment_);
-        return run.output + run.errors + (run.exitStatus == 0 ? "" : fmt::format("exit {}\n", run.exitStatus));
-    }
-    void declare(std::string_view id, std::string_view members) const { Household::declare(".claude", id, members); }
-    /// A recorder in the background: a child of this process that can be killed.
-    world::LiveProcess recorder(const std::string& every) const {
-        return world::LiveProcess({HAVRICK_EXECUTABLE, "record", "--every", every}, environment_);
-    }
-};
+class Companion : public world::Household {};
 
 }  // namespace
 
@@ -75,8 +52,10 @@ TEST_F(Companion, TellsWhatAnAgentIsTold) {
 }
 
 TEST_F(Companion, UsageErrorsGoToStandardError) {
-    for (const std::string arguments : {"", "nonsense", "who", "now extra", "record --every x", "record --every -1",
-                                        "record --every nan", "watch", "watch add"}) {
+    for (const std::string arguments :
+         {"", "nonsense", "who", "now extra", "record --every x", "record --every -1", "record --every nan",
+          "record --keep 1x", "history --since never", "history --until 1.", "history --limit 0", "history prune",
+          "history prune --older-than -1d", "watch", "watch add"}) {
         EXPECT_EQ(tell(arguments + " 2>/dev/null"), "exit 2\n") << arguments;
         EXPECT_TRUE(tell(arguments).starts_with("havrick: ")) << arguments;
     }
@@ -109,53 +88,6 @@ TEST_F(Companion, ColoursItsSignsForAPersonWhoWantsIt) {
     }
 }
 #endif
-
-// The history is written by one executable and told by the other.
-TEST_F(Companion, RecordsWhatTheServerTells) {
-    declare("abc-123456", reachable() + "'name':'old',");
-    EXPECT_TRUE(tell("history").ends_with(" does not exist (`havrick record` writes it)\nexit 1\n"));
-    EXPECT_FALSE(fs::exists(root_)) << "asking for a history makes none";
-    home_.write(".claude.json", R"({"oauthAccount":{"emailAddress":"me@home"}})");
-    EXPECT_EQ(tell("record | cut -c 27-"), "seen:abc-1234\n");
-    EXPECT_EQ(world::sql(root_, "SELECT identityEmail FROM accounts"), "me@home");
-    EXPECT_EQ(tell("record"), "");
-    declare("abc-123456", reachable() + "'name':'new',");
-    const std::string renaming = tell("record");
-    const std::string time = renaming.substr(0, renaming.find(" renamed:new\n"));
-    EXPECT_TRUE(ask("resolve", "old").starts_with("`old` has EXPIRED (valid until " + time + ")."));
-    fs::remove_all(home_ / ".claude");
-    EXPECT_EQ(tell("record | cut -c 27-"), "undeclared:abc-1234\n");
-    Store(root_).upsertSession({.sessionId = "torn"}, 1);  // as a round leaves it that was killed right there
-    declare("torn", "");
-    EXPECT_EQ(tell("record") + tell("record"), "");
-    EXPECT_EQ(world::sql(root_, "SELECT kind FROM events WHERE sessionId='torn'"), "seen");
-}
-
-TEST_F(Companion, TellsTheWholeHistory) {
-    Store store(root_);
-    store.ensureEntity("port:1", "watch:port 1", 4000);
-    store.upsertSession({.sessionId = "s", .accountPath = "/a", .cwd = "/w"}, 0);
-    store.openName("s", "one", "ref", "derived", 0);
-    store.closeName("s", 1000);
-    store.openName("s", "two", std::nullopt, std::nullopt, 2000);
-    store.appendEvent("s", "kind", "detail", "inferred", 3000);
-    EXPECT_EQ(tell("history"),
-              "s\n"
-              "  account : /a\n"
-              "  cwd     : /w\n"
-              "  seen    : 1970-01-01 00:00:00 +0000 to 1970-01-01 00:00:00 +0000\n"
-              "  Names:\n"
-              "    1970-01-01 00:00:00 +0000 to 1970-01-01 00:00:01 +0000 — one [ref]\n"
-              "    1970-01-01 00:00:02 +0000 to now — two [?]\n"
-              "  Events:\n"
-              "    1970-01-01 00:00:03 +0000 — kind (inferred) — detail\n"
-              "\n"
-              "port:1\n"
-              "  watched : port 1\n"
-              "  seen    : 1970-01-01 00:00:04 +0000 to 1970-01-01 00:00:04 +0000\n");
-    EXPECT_EQ(tell("history port | head -n 1"), "port:1\n");
-    EXPECT_EQ(tell("history t"), "havrick: the history holds nothing whose id begins with \"t\"\nexit 1\n");
-}
 
 TEST_F(Companion, KeepsAWatchList) {
     EXPECT_EQ(tell("watch add pid:1 $'b\\egus' pid:+1 cmd:a/b"),
@@ -211,70 +143,6 @@ TEST_F(Companion, ShowsWhoHoldsWhatIsWatched) {
     const Descriptor accepted(::accept(listener.get(), nullptr, nullptr));
     listener.close();
     EXPECT_TRUE(records(fmt::format("vacated (observed) — port {}: nobody holds it any more\n", port)));
-}
-
-TEST_F(Companion, RefusesToRecordBesideAnother) {
-    tell("watch add pid:1");
-    const FileLock recording(root_ + "/recorder.lock", FileLock::Contention::refuse);
-    const FileLock scanning(root_ + "/watch-recorder.lock", FileLock::Contention::refuse);
-    for (const auto& [command, job] :
-         {std::pair{"record", "a recorder"}, {"watch scan --record", "a recorder of watched targets"}}) {
-        for (const char* repetition : {"", " --every 0"}) {
-            EXPECT_EQ(
-                tell(std::string(command) + repetition),
-                fmt::format("havrick: {} is at work on {} already: process {}\nexit 1\n", job, root_, ::getpid()));
-        }
-    }
-}
-
-TEST_F(Companion, RecordsAnewWhereItsDataWasMovedAndEndsWhenAsked) {
-    declare("abc", "");
-    const auto waitForRounds = [&](int count) {
-        while (std::atoi(world::sql(root_, "SELECT count(*) FROM observations").c_str()) < count) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    };
-    for (const int signal : {SIGINT, SIGTERM}) {
-        const world::LiveProcess recording = recorder("0.01");
-        waitForRounds(1);
-        fs::rename(root_, home_ / fmt::format("moved-{}", signal));
-        waitForRounds(2);  // the first may have begun in the old place
-        EXPECT_EQ(FileLock(root_ + "/recorder.lock", FileLock::Contention::refuse).holder(), recording.pid());
-        ::kill(recording.pid(), signal);
-        int status = -1;
-        ASSERT_EQ(::waitpid(recording.pid(), &status, 0), recording.pid());
-        EXPECT_EQ(status, 0);
-    }
-}
-
-// HAVRICK_SOAK_SECONDS makes it longer.
-TEST_F(Companion, AllWritersSideBySideLoseNothingWhenTheyAreKilled) {
-    const char* soak = std::getenv("HAVRICK_SOAK_SECONDS");
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(soak == nullptr ? 2 : std::atoi(soak));
-    tell("watch add cmd:sleep port:1");
-    tell("record");
-    const std::string members = reachable();
-    std::mt19937 random(1);
-    std::string session;
-    std::string name;
-    std::string events = "ok";
-    for (int kill = 0; std::chrono::steady_clock::now() < end; ++kill) {
-        session = fmt::format("session-{}", random() % 50);
-        name = fmt::format("n{}", random());
-        declare(session, members + "'name':'" + name + "',");
-        {
-            const world::LiveProcess killed = recorder("0");
-            EXPECT_EQ(kill % 8 == 0 ? tell("watch scan --record >/dev/null") : "", "");
-            EXPECT_FALSE(kill % 4 == 0 && ask("send", "session-").starts_with("error"));
-            std::this_thread::sleep_for(std::chrono::microseconds(random() % 25000));
-        }
-        const std::string now = world::sql(root_, "PRAGMA integrity_check; SELECT * FROM events ORDER BY id");
-        ASSERT_TRUE(now.starts_with(events)) << "an event was lost or changed" << now;
-        events = now;
-    }
-    EXPECT_EQ(tell("record >/dev/null") + tell("watch scan --record >/dev/null"), "");
-    EXPECT_EQ(world::sql(root_, "SELECT name FROM names WHERE sessionId='" + session + "' AND validTo IS NULL"), name)
-        << "the last round makes good what earlier ones could not write";
 }
 
 }  // namespace brellin

@@ -24,11 +24,11 @@ TEST(Utf8, TrimsUnicodeWhiteSpaceAtBothEndsOnly) {
 }
 
 TEST(Utf8, ShowsWhatATerminalWouldObey) {
-    for (const std::string seen : {"\t", "\u00A0é", "\u2029", "\u202F", "\u2065", "\u206A"}) {
+    for (const std::string seen : {"\t", "\u00A0é", "\u2027", "\u202F", "\u2065", "\u206A"}) {
         EXPECT_EQ(Utf8::printable(seen), seen);
     }
     for (const std::string_view obeyed :
-         {"\x1F", "\x7F", "\u0080", "\u009F", "\u202A", "\u202E", "\u2066", "\u2069", "\xFF"}) {
+         {"\x1F", "\x7F", "\u0080", "\u009F", "\u2028", "\u202E", "\u200E", "\U000E0041", "\u2066", "\u2069", "\xFF"}) {
         EXPECT_EQ(Utf8::printable(obeyed), "\uFFFD");
     }
 }

@@ -1,4 +1,6 @@
+#include "BrellinCore/store/Observation.h"
 #include "BrellinCore/text/Split.h"
+#include "BrellinCore/watch/TargetChronicle.h"
 #include "BrellinCore/watch/TargetProbe.h"
 #include "BrellinCore/watch/TargetScanner.h"
 #include "BrellinCore/watch/WatchList.h"
@@ -210,6 +212,33 @@ TEST(TargetScanner, GivesEveryVerdictWhenNothingCanBeWritten) {
     EXPECT_EQ(TargetScanner::scan(targets, &store, true, 2, probe),
               (TargetScanner::Outcome{{{probe(targets[0]), std::vector<StoredEvent>()}, {probe(targets[1]), old}},
                                       "history could not be written: step(\"no\")"}));
+}
+
+TEST(TargetChronicle, WritesAScanWholeOrNotAtAllAndNothingTwiceAnHour) {
+    const TemporaryDirectory root;
+    Store store(root.path());
+    constexpr std::int64_t hour = LastObservation::repetitionMilliseconds;
+    const std::string rows = "SELECT * FROM names; SELECT * FROM events; SELECT * FROM observations";
+    const auto scan = [&](std::int64_t now, std::int32_t holder) {
+        const ProcessSnapshot process{holder, "c", "start"};
+        std::vector<TargetScanResult> results = {{{WatchTarget::port(1), Liveness::stale, "m", "d", {}}, {}},
+                                                 {{WatchTarget::port(2), Liveness::alive, "m", {}, {process}}, {}}};
+        TargetChronicle::record(results, store, now);
+        return results[1].events.value().size();
+    };
+    EXPECT_EQ(scan(hour, 7), 1U);
+    EXPECT_EQ(scan(2 * hour - 1, 7), 1U);
+    EXPECT_EQ(scan(2 * hour, 7), 1U);
+    EXPECT_EQ(world::sql(root.path(), "SELECT group_concat(pid) FROM observations"), "0,7,0,7");
+    const std::string before = world::sql(root.path(), rows);
+    // Events can be written and not be read.
+    store.rawExecForTesting(
+        "ALTER TABLE events RENAME TO kept; CREATE VIEW events AS SELECT * FROM kept WHERE abs(~0x7fffffffffffffff); "
+        "CREATE TRIGGER through INSTEAD OF INSERT ON events BEGIN SELECT 1; END");
+    EXPECT_THROW(scan(2 * hour + 1, 8), StoreError);
+    store.rawExecForTesting("DROP VIEW events; ALTER TABLE kept RENAME TO events");
+    EXPECT_EQ(world::sql(root.path(), rows), before);
+    EXPECT_EQ(scan(2 * hour + 2, 8), 2U) << "the next scan begins clean";
 }
 
 }  // namespace brellin

@@ -3,6 +3,7 @@
 #include <boost/json/parse.hpp>
 #include <boost/json/value_to.hpp>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 
@@ -44,6 +45,21 @@ std::string answerIn(const ProgramRun& run) {
     const json::value& result = reply.at("result");
     return (result.at("isError").as_bool() ? "error: " : "") +
            json::value_to<std::string>(result.at("content").at(0).at("text"));
+}
+
+Household::Household() {
+    ::umask(S_IRWXG | S_IRWXO);  // a recorder says what it finds open to others
+    std::filesystem::create_directory_symlink(std::filesystem::path(HAVRICK_EXECUTABLE).parent_path(), home_ / "bin");
+}
+
+std::string Household::tell(const std::string& arguments) const {
+    const std::string command = HAVRICK_EXECUTABLE " " + arguments;
+    const auto run = runProgram({"/bin/bash", "-o", "pipefail", "-c", command}, environment_);
+    return run.output + run.errors + (run.exitStatus == 0 ? "" : fmt::format("exit {}\n", run.exitStatus));
+}
+
+std::vector<std::string> Household::script(const std::string& commands) {
+    return {"/bin/bash", "-c", "cd \"$HOME\"; given() { \"$@\" true 2>/dev/null && given=$*; }; " + commands};
 }
 
 void Household::declare(std::string_view account, std::string_view id, std::string_view members) const {

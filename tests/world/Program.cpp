@@ -22,6 +22,13 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     return pointers;
 }
 
+/// Waits for the end of a process: its exit status, -1 when a signal ended it.
+int exitStatusOf(pid_t pid) {
+    int status = -1;
+    EXPECT_EQ(::waitpid(pid, &status, 0), pid);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 /// Returns when the process is the program that was asked for.
 pid_t start(std::vector<std::string> command, const Environment& environment,
             const posix_spawn_file_actions_t* streams) {
@@ -49,9 +56,8 @@ ProgramRun runProgram(const std::vector<std::string>& command, const Environment
     ::posix_spawn_file_actions_addopen(&streams, 2, (files / "errors").c_str(), O_WRONLY | O_CREAT, 0600);
     const pid_t pid = start(command, environment, &streams);
     ::posix_spawn_file_actions_destroy(&streams);
-    int status = -1;
-    EXPECT_EQ(::waitpid(pid, &status, 0), pid);
-    return {files.read("output"), files.read("errors"), WIFEXITED(status) ? WEXITSTATUS(status) : -1};
+    const int exitStatus = exitStatusOf(pid);
+    return {files.read("output"), files.read("errors"), exitStatus};
 }
 
 std::string startOf(pid_t pid, const std::string& zone) {
@@ -64,8 +70,15 @@ LiveProcess::LiveProcess(const std::vector<std::string>& command, const Environm
     : pid_(start(command, environment, nullptr)) {}
 
 LiveProcess::~LiveProcess() {
-    ::kill(pid_, SIGKILL);
-    ::waitpid(pid_, nullptr, 0);
+    if (!hasEnded_) {
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
+    }
+}
+
+int LiveProcess::wait() {
+    hasEnded_ = true;
+    return exitStatusOf(pid_);
 }
 
 }  // namespace brellin::world

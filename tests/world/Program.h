@@ -24,7 +24,7 @@ ProgramRun runProgram(const std::vector<std::string>& command, const Environment
 /// When a process started, as `ps` says it in a time zone, with single spaces.
 std::string startOf(pid_t pid, const std::string& zone = "UTC");
 
-/// A child process that lives until this object ends.
+/// A child process that lives as long as this object, or until somebody waits for its end.
 class LiveProcess {
   public:
     explicit LiveProcess(const std::vector<std::string>& command = {"/bin/sleep", "1000"},
@@ -34,9 +34,12 @@ class LiveProcess {
     ~LiveProcess();
 
     pid_t pid() const { return pid_; }
+    /// Waits for its end: its exit status, -1 when a signal ended it.
+    int wait();
 
   private:
     pid_t pid_;
+    bool hasEnded_ = false;
 };
 
 }  // namespace brellin::world

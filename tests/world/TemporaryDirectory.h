@@ -18,8 +18,8 @@ inline std::string contentOf(const std::string& path) {
 /// A throw-away directory, removed with everything in it. Most tests use it as a home.
 class TemporaryDirectory {
   public:
-    TemporaryDirectory() {
-        std::string pattern = std::filesystem::temp_directory_path() / "havrick-test-XXXXXX";
+    explicit TemporaryDirectory(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+        std::string pattern = parent / "havrick-test-XXXXXX";
         path_ = std::filesystem::canonical(::mkdtemp(pattern.data()));
     }
     TemporaryDirectory(const TemporaryDirectory&) = delete;

@@ -8,10 +8,16 @@ _havrick_session_ids() {
 _havrick() {
     local program=$1 word=$2 command=${COMP_WORDS[1]:-} choices=""
     COMPREPLY=()
-    # Offer nothing where only the user knows the value: after --every, and after the colon of pid:, cmd: or port:.
+    # Offer nothing where only the user knows the value: after --every and the like, and after the colon of pid:, cmd: or port:.
     # Bash splits a command line at colons (COMP_WORDBREAKS), so the colon is a word of its own here.
     case "${COMP_WORDS[COMP_CWORD - 1]} ${COMP_WORDS[COMP_CWORD]}" in
-        '--every '* | ': '* | *' :') return ;;
+        '--every '* | '--keep '* | '--older-than '* | '--since '* | '--until '* | '--account '* | '--limit '*) return ;;
+        ': '* | *' :') return ;;
+        '--kind '*)
+            COMPREPLY=($(compgen -W "seen renamed restarted reincarnated died revived undeclared returned left
+                send_prepared occupied vacated reoccupied" -- "$word"))
+            return
+            ;;
     esac
     if [ "$COMP_CWORD" -eq 1 ]; then
         choices="now accounts who send resolve record history watch --help --version"
@@ -21,11 +27,18 @@ _havrick() {
         [ "$command" = watch ] && command="watch ${COMP_WORDS[2]}"
         case $command:$word in
             now: | now:-* | accounts: | accounts:-*) choices="--json --help" ;;
-            record: | record:-*) choices="--every --help" ;;
+            record: | record:-*) choices="--every --keep --json --help" ;;
+            'history:'-*)
+                choices="--since --until --account --kind --limit --full --utc --json --help"
+                [[ " ${COMP_WORDS[*]} " == *" prune "* ]] && choices="--older-than --vacuum --help"
+                ;;
+            history:*)
+                [ "$COMP_CWORD" -eq 2 ] && choices="prune $(_havrick_session_ids "$program")"
+                ;;
             'watch scan:' | 'watch scan:'-*) choices="--record --every --help" ;;
             'watch add:'-* | 'watch remove:'-*) choices="--force --help" ;;
             *:-*) choices="--help" ;;
-            who:* | send:* | history:*)
+            who:* | send:*)
                 [ "$COMP_CWORD" -eq 2 ] && choices=$(_havrick_session_ids "$program")
                 ;;
             'watch add:'*)

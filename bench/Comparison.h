@@ -23,6 +23,7 @@ struct Comparison {
 struct Patience {
     Seconds perRow{5};
     std::size_t largestFile = 0;  ///< in bytes, of what is made to be read
+    int pastSessions = 0;         ///< of a history of a year
 };
 
 /// How long one call of the work takes.

@@ -65,7 +65,7 @@ void addIdentityRows(Table& table, const Patience& patience) {
                       [&] { return timed([&] { InProcessFloors::passOverFile(file); }); }),
               1.3);
     constexpr long aim = 8192;
-    table.addMemory("resident memory after " + size, large.server().residentKilobytes(), aim);
+    table.addSize("resident memory after " + size, large.server().residentKilobytes(), aim);
 }
 
 void addCollisionRow(Table& table, const Patience& patience) {

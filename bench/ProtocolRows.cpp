@@ -97,8 +97,8 @@ void addMemoryRows(Table& table, const Environment& environment) {
         toolCall("havrick_resolve", R"({"query":"no-such-name"})"),
     };
     constexpr long aim = 4096;
-    table.addMemory("resident memory after 10,000 `ping`s", memoryAfter({ping(1)}, environment), aim);
-    table.addMemory("resident memory after 10,000 of every kind", memoryAfter(everyKind, environment), aim);
+    table.addSize("resident memory after 10,000 `ping`s", memoryAfter({ping(1)}, environment), aim);
+    table.addSize("resident memory after 10,000 of every kind", memoryAfter(everyKind, environment), aim);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@ void addProtocolRows(Table& table, const Patience& patience);
 void addReportRows(Table& table, const Patience& patience);
 void addJsonRows(Table& table, const Patience& patience);
 void addRecordRows(Table& table, const Patience& patience);
+void addHistoryRows(Table& table, const Patience& patience);
 void addInProcessRows(Table& table, const Patience& patience);
 
 }  // namespace brellin::bench

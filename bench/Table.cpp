@@ -21,8 +21,9 @@ std::string text(Seconds time) {
     return fmt::format("{:.1f} ms", nanoseconds / 1e6);
 }
 
-std::string megabytes(long kilobytes) {
-    return fmt::format("{:.1f} MB", static_cast<double>(kilobytes) / 1024);
+std::string size(long kilobytes) {
+    return kilobytes < 1024 ? fmt::format("{} kB", kilobytes)
+                            : fmt::format("{:.1f} MB", static_cast<double>(kilobytes) / 1024);
 }
 
 }  // namespace
@@ -37,9 +38,8 @@ void Table::add(std::string_view what, std::string_view floor, const Comparison&
           fmt::format("{:.2f}x", aim), comparison.ratio <= aim, floor);
 }
 
-void Table::addMemory(std::string_view what, long kilobytes, long aimedKilobytes) {
-    print(what, megabytes(kilobytes), "", "", megabytes(aimedKilobytes), kilobytes <= aimedKilobytes,
-          "none");
+void Table::addSize(std::string_view what, long kilobytes, long aimedKilobytes) {
+    print(what, size(kilobytes), "", "", size(aimedKilobytes), kilobytes <= aimedKilobytes, "none");
 }
 
 void Table::print(std::string_view what, std::string_view ours, std::string_view floor,

@@ -18,8 +18,8 @@ class Table {
     /// @param aim   the ratio that should not be exceeded
     void add(std::string_view what, std::string_view floor, const Comparison& comparison, double aim);
 
-    /// A row about memory, which has no floor.
-    void addMemory(std::string_view what, long kilobytes, long aimedKilobytes);
+    /// A row about a size, in memory or on the disk, which has no floor.
+    void addSize(std::string_view what, long kilobytes, long aimedKilobytes);
 
     int missed() const { return missed_; }
 

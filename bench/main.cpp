@@ -15,12 +15,14 @@ int main(int count, char** words) {
     brellin::ProcessSetup::prepare();
     try {
         constexpr std::size_t megabyte = std::size_t{1} << 20U;
-        const Patience patience{Seconds(quick ? 1 : 8), (quick ? 20 : 200) * megabyte};
+        const Patience patience{Seconds(quick ? 1 : 8), (quick ? 20 : 200) * megabyte,
+                                quick ? 1000 : 10000};
         Table table;
         addProtocolRows(table, patience);
         addReportRows(table, patience);
         addJsonRows(table, patience);
         addRecordRows(table, patience);
+        addHistoryRows(table, patience);
         addInProcessRows(table, patience);
         return 0;
     } catch (const std::exception& failure) {

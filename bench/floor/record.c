@@ -1,5 +1,5 @@
-/* The statements that recording a snapshot takes, in the recorder's order, for sessions whose processes are
-   gone:
+/* The least that a round of the recorder can do, in one transaction: what it must read to know what is new, and
+   the rows that it writes, for sessions whose processes are gone:
 
      record DIRECTORY DATABASE ACCOUNT */
 
@@ -23,9 +23,9 @@ static int compare_texts(const void *left, const void *right) {
     return strcmp(*(char *const *)left, *(char *const *)right);
 }
 
-static void read_known_ids(void) {
+static void read_declared_ids(void) {
     size_t room = 0;
-    sqlite3_stmt *statement = prepare(history, known_session_ids);
+    sqlite3_stmt *statement = prepare(history, declared);
     while (sqlite3_step(statement) == SQLITE_ROW) {
         if (known_count == room) {
             room = room == 0 ? 64 : 2 * room;
@@ -65,17 +65,37 @@ static void write_session(const char *id, const char *cwd, sqlite3_int64 started
     finish_write(statement);
 }
 
-static void write_first_sight(const char *id) {
-    char detail[1024];
-    snprintf(detail, sizeof detail, "first observation · account %s", account);
+static void write_event(const char *id, const char *kind, const char *detail) {
     sqlite3_stmt *statement = prepare(history, append_event);
     bind_text(statement, 1, id);
     sqlite3_bind_int64(statement, 2, now);
-    bind_text(statement, 3, "seen");
+    bind_text(statement, 3, kind);
     bind_text(statement, 4, detail);
     bind_text(statement, 5, "observed");
     finish_write(statement);
-    printf("seen:%.8s\n", id);
+    printf("%s %s\n", kind, id);
+}
+
+static void write_first_sight(const char *id, long long pid) {
+    char detail[1024];
+    snprintf(detail, sizeof detail, "first observation · account %s", account);
+    write_event(id, "seen", detail);
+    snprintf(detail, sizeof detail, "no process with PID %lld", pid);
+    write_event(id, "died", detail);
+    sqlite3_stmt *statement = prepare(history, declare);
+    bind_text(statement, 1, id);
+    sqlite3_bind_int(statement, 2, 1);
+    finish_write(statement);
+}
+
+static int is_observed(const char *id, long long pid, const char *status) {
+    sqlite3_stmt *statement = prepare(history, last_observation);
+    bind_text(statement, 1, id);
+    sqlite3_bind_int64(statement, 2, now);
+    const int found = sqlite3_step(statement) == SQLITE_ROW && sqlite3_column_int64(statement, 1) == pid &&
+                      strcmp((const char *)sqlite3_column_text(statement, 4), status) == 0;
+    sqlite3_finalize(statement);
+    return found;
 }
 
 static int has_name(const char *id, const char *name) {
@@ -122,12 +142,14 @@ static void record_session(char *content, size_t size) {
     const char *id = string_member(content, "sessionId");
     write_session(id, cwd, started);
     if (!is_known(id)) {
-        write_first_sight(id);
+        write_first_sight(id, pid);
     }
     if (!has_name(id, name)) {
         write_name(id, name, source);
     }
-    write_observation(id, pid, status);
+    if (!is_observed(id, pid, status)) {
+        write_observation(id, pid, status);
+    }
 }
 
 int main(int count, char **words) {
@@ -135,11 +157,19 @@ int main(int count, char **words) {
         return 2;
     }
     account = words[3];
-    now = (sqlite3_int64)time(NULL) * 1000;
+    struct timespec time;
+    clock_gettime(CLOCK_REALTIME, &time);
+    now = (sqlite3_int64)time.tv_sec * 1000 + time.tv_nsec / 1000000;
     history = open_database(words[2]);
+    sqlite3_db_config(history, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, NULL);
+    sqlite3_exec(history, chronicle_tables, NULL, NULL, NULL);
+    sqlite3_exec(history, "BEGIN IMMEDIATE;", NULL, NULL, NULL);
     write_account();
-    read_known_ids();
+    read_declared_ids();
     for_each_session_file(words[1], record_session);
+    if (sqlite3_exec(history, "COMMIT;", NULL, NULL, NULL) != SQLITE_OK) {
+        return 1;
+    }
     sqlite3_close(history);
     return 0;
 }

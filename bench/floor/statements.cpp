@@ -9,7 +9,10 @@ const char* const opening_scripts[] = {
     statements::eventsAreAppendOnly, statements::eventsAreNotDeletable, nullptr};
 
 const char* const record_account = statements::recordAccount;
-const char* const known_session_ids = statements::knownSessionIds;
+const char* const chronicle_tables = statements::chronicleTables;
+const char* const declared = statements::declared;
+const char* const declare = statements::declare;
+const char* const last_observation = statements::lastObservation;
 const char* const upsert_session = statements::upsertSession;
 const char* const append_event = statements::appendEvent;
 const char* const current_name = statements::currentName;

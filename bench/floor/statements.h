@@ -11,7 +11,10 @@ extern "C" {
 extern const char* const opening_scripts[];
 
 extern const char* const record_account;
-extern const char* const known_session_ids;
+extern const char* const chronicle_tables;
+extern const char* const declared;
+extern const char* const declare;
+extern const char* const last_observation;
 extern const char* const upsert_session;
 extern const char* const append_event;
 extern const char* const current_name;

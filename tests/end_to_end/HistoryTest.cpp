@@ -161,8 +161,8 @@ TEST_F(History, LosesOldObservationsWhenAsked) {
     EXPECT_EQ(tell("record --keep 1h"), "");
     EXPECT_EQ(pids(), "9");
     EXPECT_EQ(tell("history prune --older-than 1h"), "0 observations removed, 0 bytes free for new ones\n");
-    EXPECT_TRUE(tell("history prune --older-than 0 --vacuum")
-                    .starts_with("1 observations removed, 0 bytes free for new ones\n"));
+    EXPECT_EQ(tell("history prune --older-than 0 --vacuum | cut -d ' ' -f 2-"),
+              "observations removed, 0 bytes free for new ones\nbytes given back\n");
     EXPECT_EQ(pids(), "-");
 }
 

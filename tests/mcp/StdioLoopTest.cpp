@@ -41,6 +41,16 @@ std::atomic<std::size_t> largestAllocation = std::numeric_limits<std::size_t>::m
 [[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
+// A sanitizer has arrays of its own.
+[[gnu::noinline]] void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+[[gnu::noinline]] void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete[](void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory);
+}
 // NOLINTEND(cppcoreguidelines-owning-memory)
 
 namespace brellin {

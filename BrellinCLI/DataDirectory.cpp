@@ -48,6 +48,11 @@ std::filesystem::path path() {
     return Paths::root(processEnvironment());
 }
 
+bool isAt(const std::filesystem::path& directory) {
+    std::error_code error;
+    return directory == path() || std::filesystem::equivalent(directory, path(), error);
+}
+
 std::filesystem::path database() {
     return Paths::database(path());
 }

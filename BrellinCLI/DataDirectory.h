@@ -21,6 +21,9 @@ namespace DataDirectory {
 /// Where it is, whether or not it exists.
 std::filesystem::path path();
 
+/// Whether a path leads to it, symbolic links followed.
+bool isAt(const std::filesystem::path& directory);
+
 /// The history in it.
 std::filesystem::path database();
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BrellinCLI/Output.h"
+#include "BrellinCLI/views/Output.h"
 #include "BrellinCore/platform/StopRequest.h"
 
 #include <chrono>

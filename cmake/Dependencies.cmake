@@ -52,3 +52,26 @@ if(NOT UTF8CPP_INCLUDE_DIR)
 endif()
 add_library(Havrick::utf8cpp INTERFACE IMPORTED GLOBAL)
 target_include_directories(Havrick::utf8cpp SYSTEM INTERFACE "${UTF8CPP_INCLUDE_DIR}")
+
+havrick_find_library(Havrick::utf8proc utf8proc.h utf8proc libutf8proc.a "utf8proc")
+
+# Homebrew keeps its ncurses apart from the system's, which is old. Debian splits the part that knows terminals off.
+if(APPLE)
+    find_program(brew brew)
+    if(brew)
+        execute_process(COMMAND "${brew}" --prefix ncurses OUTPUT_VARIABLE ncurses_prefix
+                        OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+        list(APPEND CMAKE_PREFIX_PATH "${ncurses_prefix}")
+    endif()
+endif()
+havrick_find_library(Havrick::ncursesw curses.h ncursesw libncursesw.a "ncurses (wide)")
+target_compile_definitions(Havrick::ncursesw INTERFACE NCURSES_WIDECHAR=1 NCURSES_NOMACROS=1)
+# The two have to be of one kind.
+if(ncursesw_LIBRARY MATCHES "\\.a$")
+    find_library(tinfo_LIBRARY NAMES libtinfo.a)
+else()
+    find_library(tinfo_LIBRARY NAMES tinfo)
+endif()
+if(tinfo_LIBRARY)
+    target_link_libraries(Havrick::ncursesw INTERFACE "${tinfo_LIBRARY}")
+endif()

@@ -44,4 +44,15 @@ bool FileLock::isInPlace() const {
            ours.st_dev == named.st_dev && ours.st_ino == named.st_ino;
 }
 
+std::optional<std::int32_t> FileLock::holderOf(const std::string& path) {
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+    struct flock asked {};
+    asked.l_type = F_RDLCK;  // what a file that is open for reading could be given
+    asked.l_whence = SEEK_SET;
+    if (!file.isOpen() || ::fcntl(file.get(), F_GETLK, &asked) != 0 || asked.l_type == F_UNLCK) {
+        return std::nullopt;
+    }
+    return asked.l_pid;
+}
+
 }  // namespace brellin

@@ -30,6 +30,11 @@ class FileLock {
     /// False when the file has been deleted or replaced: others would lock another one.
     bool isInPlace() const;
 
+    /// The process that has the lock on a file, without taking it; 0 for one that cannot be seen from here,
+    /// as that of another container. nullopt when nobody has it, and when the file is missing (it is not
+    /// created) or cannot be read. For a file that this process has not locked: it would lose the lock.
+    static std::optional<std::int32_t> holderOf(const std::string& path);
+
   private:
     std::string path_;
     Descriptor file_;

@@ -2,6 +2,7 @@
 
 #include "BrellinCore/platform/Descriptor.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,6 +19,12 @@ Outcome write(std::string_view text) {
 
 bool isTerminal() {
     return ::isatty(STDOUT_FILENO) == 1;
+}
+
+std::optional<std::size_t> columns() {
+    winsize size{};
+    const bool isKnown = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return isKnown ? std::optional<std::size_t>(size.ws_col) : std::nullopt;
 }
 
 }  // namespace brellin::StandardOutput

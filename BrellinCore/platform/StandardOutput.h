@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string_view>
 
 namespace brellin {
@@ -17,6 +19,9 @@ Outcome write(std::string_view text);
 
 /// True when a person reads it.
 bool isTerminal();
+
+/// How many columns the terminal has; nullopt when it is none, or does not say.
+std::optional<std::size_t> columns();
 
 }  // namespace StandardOutput
 

@@ -34,7 +34,7 @@ void noteRequest(int /*signal*/) {
     errno = kept;
 }
 
-void handleStopSignals(void (*handler)(int)) {
+void handleStopSignals(void (*handler)(int), StopRequest::AtHangUp atHangUp) {
     struct sigaction action {};
     action.sa_handler = handler;
     // A second signal ends the process at once, for whoever cannot wait any longer.
@@ -42,21 +42,24 @@ void handleStopSignals(void (*handler)(int)) {
     ::sigemptyset(&action.sa_mask);
     ::sigaction(SIGINT, &action, nullptr);
     ::sigaction(SIGTERM, &action, nullptr);
+    if (atHangUp == StopRequest::AtHangUp::stop) {
+        ::sigaction(SIGHUP, &action, nullptr);
+    }
 }
 
 }  // namespace
 
-StopRequest::StopRequest() {
+StopRequest::StopRequest(AtHangUp atHangUp) : atHangUp_(atHangUp) {
     hasStopArrived = 0;
     if (auto pipe = Pipe::open()) {
         pipeReadEnd = std::move(pipe->readEnd);
         pipeWriteEnd = std::move(pipe->writeEnd);
     }
-    handleStopSignals(noteRequest);
+    handleStopSignals(noteRequest, atHangUp_);
 }
 
 StopRequest::~StopRequest() {
-    handleStopSignals(SIG_DFL);
+    handleStopSignals(SIG_DFL, atHangUp_);
     pipeReadEnd.close();
     pipeWriteEnd.close();
 }

@@ -8,7 +8,11 @@ namespace brellin {
 /// instead of ending the process. One object at a time.
 class StopRequest {
   public:
-    StopRequest();
+    /// What the end of the terminal (SIGHUP) means. As it was: it ends the process unless a parent, such as
+    /// nohup, had it ignored.
+    enum class AtHangUp { asItWas, stop };
+
+    explicit StopRequest(AtHangUp atHangUp = AtHangUp::asItWas);
     StopRequest(const StopRequest&) = delete;
     StopRequest& operator=(const StopRequest&) = delete;
     ~StopRequest();
@@ -23,6 +27,9 @@ class StopRequest {
     /// For polling within platform/: readable once a stop has been requested. -1 when there is none; then
     /// only hasArrived tells.
     int descriptor() const;
+
+  private:
+    AtHangUp atHangUp_;
 };
 
 }  // namespace brellin

@@ -11,7 +11,11 @@ std::filesystem::path root(const Environment& environment) {
     if (override != environment.end() && !override->second.empty()) {
         return FilePath::absolute(FilePath::expandTilde(override->second));
     }
-    return std::filesystem::path(homeDirectory()) / "Library/Application Support/Havrick";
+    return defaultRoot(homeDirectory());
+}
+
+std::filesystem::path defaultRoot(const std::string& home) {
+    return std::filesystem::path(home) / "Library/Application Support/Havrick";
 }
 
 std::filesystem::path database(const std::filesystem::path& root) {

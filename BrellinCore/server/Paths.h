@@ -3,6 +3,7 @@
 #include "BrellinCore/platform/Environment.h"
 
 #include <filesystem>
+#include <string>
 
 namespace brellin {
 
@@ -13,6 +14,9 @@ namespace Paths {
 /// path is taken from the working directory), otherwise "Library/Application Support/Havrick" in the home
 /// directory.
 std::filesystem::path root(const Environment& environment);
+
+/// The data directory where HAVRICK_ROOT is not set, in a home directory.
+std::filesystem::path defaultRoot(const std::string& home);
 
 /// The history database inside a data directory: "havrick.db".
 std::filesystem::path database(const std::filesystem::path& root);

@@ -38,14 +38,18 @@ std::vector<std::int32_t> existing(std::span<const std::int32_t> pids) {
 
 ProcessStarts startsOf(std::span<const std::int32_t> pids, const ChildProcess::Supervision& supervision) {
     const auto ps = ChildProcess::supervise(
-        SystemPrograms::ps(), {"-o", "pid=,lstart=", "-p", fmt::format("{}", fmt::join(pids, ","))},
+        SystemPrograms::ps(), {"-o", "pid=,stat=,lstart=", "-p", fmt::format("{}", fmt::join(pids, ","))},
         supervision);
     if (!ps) {
         return {};
     }
     const bool hasAnswered = ps->ending == ChildProcess::Ending::exited && ps->result.exitStatus &&
                              *ps->result.exitStatus <= 1 && Utf8::isValid(ps->result.output);
-    return {hasAnswered ? std::optional(startsInPsTable(ps->result.output)) : std::nullopt, ps->ending};
+    if (!hasAnswered) {
+        return {.ending = ps->ending};
+    }
+    PsTable table = processesInPsTable(ps->result.output);
+    return {std::move(table.starts), std::move(table.zombies), ps->ending};
 }
 
 }  // namespace
@@ -79,32 +83,39 @@ ProcessStarts processStartsUTC(std::span<const std::int32_t> pids,
     inUTC.variables["LC_ALL"] = "C";
     inUTC.variables["TZ"] = "UTC0";
     const std::vector<std::int32_t> asked = existing(pids);
-    ProcessStarts all{Starts(), ChildProcess::Ending::exited};
+    ProcessStarts all{Starts(), {}, ChildProcess::Ending::exited};
     for (std::size_t first = 0; all.starts && first < asked.size(); first += mostAtOnce) {
         const std::size_t count = std::min(mostAtOnce, asked.size() - first);
         ProcessStarts some = startsOf(std::span(asked).subspan(first, count), inUTC);
         if (some.starts) {
             some.starts->merge(*all.starts);
+            some.zombies.merge(all.zombies);
         }
         all = std::move(some);
     }
     return all;
 }
 
-Starts startsInPsTable(std::string_view output) {
-    Starts starts;
+PsTable processesInPsTable(std::string_view output) {
+    constexpr std::size_t fieldsBeforeStart = 2;  // the PID and the state
+    PsTable table;
     for (const std::string_view line : splitDroppingEmpty(output, "\n")) {
         const std::vector<std::string_view> fields = splitDroppingEmpty(line, " ");
-        const auto pid = fields.empty() ? std::nullopt : parseDecimal<std::int32_t>(fields.front());
-        const auto seconds =
-            pid ? DateText::parseProcessStart(joinWithSpaces({fields.begin() + 1, fields.end()}),
-                                              DateText::Zone::utc)
-                : std::nullopt;
-        if (seconds) {
-            starts[*pid] = DateText::processStartUTC(*seconds);
+        const auto pid =
+            fields.size() <= fieldsBeforeStart ? std::nullopt : parseDecimal<std::int32_t>(fields.front());
+        const auto seconds = pid ? DateText::parseProcessStart(
+                                       joinWithSpaces({fields.begin() + fieldsBeforeStart, fields.end()}),
+                                       DateText::Zone::utc)
+                                 : std::nullopt;
+        if (!seconds) {
+            continue;
+        }
+        table.starts[*pid] = DateText::processStartUTC(*seconds);
+        if (fields[1].starts_with('Z')) {
+            table.zombies.insert(*pid);
         }
     }
-    return starts;
+    return table;
 }
 
 std::optional<std::int64_t> parseCtimeUTC(std::string_view text) {

@@ -44,11 +44,20 @@ std::optional<std::string> startInPsOutput(std::string_view output);
 /// Start times by PID, written as processStartUTCString writes them.
 using Starts = std::map<std::int32_t, std::string>;
 
+/// What `ps` says of many processes.
+struct PsTable {
+    Starts starts;
+    std::set<std::int32_t> zombies;  ///< those that have ended, and are kept for their parents to ask about
+
+    friend bool operator==(const PsTable&, const PsTable&) = default;
+};
+
 /// What one look at many processes found.
 struct ProcessStarts {
     /// Without the processes that `ps` did not list. nullopt when it could not be run, was cut short,
     /// exited with a status above 1, or printed what is not UTF-8: then nothing was measured.
     std::optional<Starts> starts;
+    std::set<std::int32_t> zombies;
     /// How the last `ps` ended; nullopt when it could not be run.
     std::optional<ChildProcess::Ending> ending;
 };
@@ -61,9 +70,9 @@ struct ProcessStarts {
 ProcessStarts processStartsUTC(std::span<const std::int32_t> pids,
                                const ChildProcess::Supervision& supervision);
 
-/// processStartsUTC's reading of what `ps -o pid=,lstart=` printed in UTC; lines of another form are
+/// processStartsUTC's reading of what `ps -o pid=,stat=,lstart=` printed in UTC; lines of another form are
 /// skipped.
-Starts startsInPsTable(std::string_view output);
+PsTable processesInPsTable(std::string_view output);
 
 /// Seconds since the Unix epoch for a start text read as UTC; runs of spaces count as one.
 std::optional<std::int64_t> parseCtimeUTC(std::string_view text);

@@ -38,6 +38,13 @@ bool hasLog(const std::filesystem::path& file) {
     return !error && size > 0;
 }
 
+/// Whether the files are there by which processes share a database.
+bool isShared(const std::filesystem::path& file) {
+    std::error_code ignored;
+    return std::filesystem::exists(file.string() + "-wal", ignored) &&
+           std::filesystem::exists(file.string() + "-shm", ignored);
+}
+
 int askBusyHandler(void* handler, int calls) {
     return (*static_cast<Database::BusyHandler*>(handler))(calls) ? 1 : 0;
 }
@@ -100,7 +107,8 @@ void Database::open(const std::filesystem::path& file, Access access) {
                      ? ::sqlite3_open(file.c_str(), &connection)
                      : ::sqlite3_open_v2(file.c_str(), &connection, SQLITE_OPEN_READONLY, nullptr);
     connection_.reset(connection);  // a failed open leaves a connection, too
-    if (result == SQLITE_OK && access == Access::readOnly && !canBeRead()) {
+    const bool staysAlone = access == Access::inspect && !isShared(file);
+    if (result == SQLITE_OK && access != Access::create && (staysAlone || !canBeRead())) {
         if (hasLog(file)) {
             throw StoreError(StoreError::Case::open,
                              "its log can be read only where its directory can be written");

@@ -29,6 +29,8 @@ class Database {
         create,    ///< read and write; the file is created where missing
         readOnly,  ///< the file must exist; its directory need not be writable, unless there is a log
                    ///< beside it
+        inspect,  ///< readOnly, and no file is created beside it, as SQLite does to share a database: where
+                  ///< those files are missing, nobody is at work and the database is read alone
     };
 
     /// Called again and again while another process has the lock, with the number of calls before this one.

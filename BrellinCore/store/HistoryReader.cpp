@@ -45,8 +45,8 @@ HistoryReader::Entry entryIn(Database::Row& row) {
 
 }  // namespace
 
-HistoryReader::HistoryReader(const std::filesystem::path& database)
-    : database_(database, Database::Access::readOnly) {
+HistoryReader::HistoryReader(const std::filesystem::path& database, Database::Access access)
+    : database_(database, access) {
     requireTables();
 }
 
@@ -140,6 +140,30 @@ std::vector<HistoryReader::Look> HistoryReader::looks(const std::string& id, con
                          });
     std::ranges::reverse(looks);
     return looks;
+}
+
+HistoryReader::Extent HistoryReader::extent() const {
+    Extent extent;
+    database_.forEachRow(Statements::historyExtent, {}, [&](Database::Row& row) {
+        extent = {.sessions = numberIn(row[0]),
+                  .names = numberIn(row[1]),
+                  .observations = numberIn(row[2]),
+                  .events = numberIn(row[3]),
+                  .oldestObservation = numberOrNull(row[4]),
+                  .lastRound = numberOrNull(row[5]),
+                  .lastWatchRound = numberOrNull(row[6])};
+    });
+    return extent;
+}
+
+std::vector<std::string> HistoryReader::damages() const {
+    std::vector<std::string> damages;
+    database_.forEachRow(Statements::quickCheck, {}, [&](Database::Row& row) {
+        if (row[0] != "ok") {
+            damages.push_back(row[0].value_or(""));
+        }
+    });
+    return damages;
 }
 
 }  // namespace brellin

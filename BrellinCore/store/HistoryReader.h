@@ -44,6 +44,17 @@ class HistoryReader {
         friend bool operator==(const Look&, const Look&) = default;
     };
 
+    /// How large the history is, and how old.
+    struct Extent {
+        std::int64_t sessions = 0;  ///< rows of each table
+        std::int64_t names = 0;
+        std::int64_t observations = 0;
+        std::int64_t events = 0;
+        std::optional<std::int64_t> oldestObservation;
+        std::optional<std::int64_t> lastRound;       ///< of a recorder
+        std::optional<std::int64_t> lastWatchRound;  ///< that found a watched target
+    };
+
     /// What to show; an absent part leaves nothing out.
     struct Filter {
         std::optional<std::int64_t> since;
@@ -56,7 +67,8 @@ class HistoryReader {
     };
 
     /// @throws StoreError (open) the file cannot be opened, or is no history; the message says which
-    explicit HistoryReader(const std::filesystem::path& database);
+    explicit HistoryReader(const std::filesystem::path& database,
+                           Database::Access access = Database::Access::readOnly);
 
     // All of the following throw StoreError when the history cannot be read.
 
@@ -76,6 +88,12 @@ class HistoryReader {
     std::vector<StoredEvent> events(const std::string& id, const Filter& filter = {}) const;
     std::vector<NameWindow> names(const std::string& id, const Filter& filter = {}) const;
     std::vector<Look> looks(const std::string& id, const Filter& filter = {}) const;
+
+    Extent extent() const;
+
+    /// What SQLite finds wrong with the file, the first few things; empty when it is sound. This reads all
+    /// of it.
+    std::vector<std::string> damages() const;
 
   private:
     void requireTables() const;

@@ -252,6 +252,14 @@ SELECT observedAt, pid, liveness, livenessMethod, reportedStatus FROM observatio
     AND (?2 IS NULL OR observedAt >= ?2) AND (?3 IS NULL OR observedAt <= ?3)
 ORDER BY id DESC LIMIT ?4;)sql";
 
+inline constexpr const char* historyExtent = R"sql(
+SELECT (SELECT count(*) FROM sessions), (SELECT count(*) FROM names), (SELECT count(*) FROM observations),
+    (SELECT count(*) FROM events), (SELECT min(observedAt) FROM observations),
+    (SELECT max(lastSeen) FROM accounts),
+    (SELECT max(lastSeen) FROM sessions WHERE accountPath LIKE 'watch:%');)sql";
+
+inline constexpr const char* quickCheck = "PRAGMA quick_check(3);";
+
 // Pruning. Old observations have low ids, so each batch finds its rows at the beginning.
 
 inline constexpr const char* deleteOldObservations = R"sql(DELETE FROM observations WHERE id IN

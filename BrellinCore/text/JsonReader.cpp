@@ -77,6 +77,53 @@ class JsonReader::Parser {
     bool isRefused_ = false;
 };
 
+namespace {
+
+/// Where a string of compact JSON ends, its quotes included, that begins at a place.
+std::size_t endOfString(std::string_view text, std::size_t begin) {
+    std::size_t end = begin + 1;
+    while (end < text.size() && text[end] != '"') {
+        end += text[end] == '\\' ? 2 : 1;
+    }
+    return end + 1;
+}
+
+/// Where the value of a member ends.
+std::size_t endOfValue(std::string_view text, std::size_t begin) {
+    std::size_t depth = 0;
+    for (std::size_t place = begin; place < text.size();) {
+        const char character = text[place];
+        const bool closes = character == '}' || character == ']';
+        if (depth == 0 && (closes || character == ',')) {
+            return place;
+        }
+        depth += character == '{' || character == '[' ? 1 : 0;
+        depth -= closes ? 1 : 0;
+        place = character == '"' ? endOfString(text, place) : place + 1;
+    }
+    return text.size();
+}
+
+}  // namespace
+
+// A source is valid and compact, so quotes and brackets are all that has to be looked at.
+std::vector<std::pair<std::string, JsonReader::Source>> JsonReader::membersOf(const Source& value) {
+    const std::string_view text = value.text;
+    std::vector<std::pair<std::string, Source>> members;
+    for (std::size_t begin = 1; text.starts_with("{\"") && begin < text.size();) {
+        const std::size_t endOfKey = endOfString(text, begin);
+        const std::size_t end = endOfValue(text, endOfKey + 1);
+        auto key = readStrings("[" + std::string(text.substr(begin, endOfKey - begin)) + "]");
+        if (!key || key->size() != 1) {
+            return members;
+        }
+        members.emplace_back(std::move(key->front()),
+                             Source{std::string(text.substr(endOfKey + 1, end - endOfKey - 1))});
+        begin = end + 1;
+    }
+    return members;
+}
+
 bool JsonReader::read(std::string_view text, std::span<const Member> members) {
     return Parser(members).takeAll(text);
 }

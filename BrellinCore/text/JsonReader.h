@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -59,6 +60,10 @@ class JsonReader {
 
     /// Reads a document that is an array of strings and of nothing else; nullopt when the text is refused.
     static std::optional<std::vector<std::string>> readStrings(std::string_view text);
+
+    /// The members of an object, in its order, for an object whose keys are not known beforehand; none when
+    /// the value is no object. Duplicates stay.
+    static std::vector<std::pair<std::string, Source>> membersOf(const Source& value);
 
     /// For a document that arrives in pieces. The list and what its members point to must outlive this
     /// object.

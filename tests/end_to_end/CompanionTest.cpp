@@ -24,11 +24,11 @@ TEST_F(Companion, TellsWhatAnAgentIsTold) {
     for (const auto& [tool, argument] : {std::pair{"now", ""},
                                          {"accounts", ""},
                                          {"who", "abc"},
-                                         {"who", "x"},
-                                         {"who", "''"},
-                                         {"send", "a"},
+                                         {"who", "n"},
+                                         {"send", "'n [59c7ba]'"},
                                          {"resolve", "n"}}) {
-        const std::string answer = ask(tool, std::string_view(argument) == "''" ? "" : argument);
+        const bool isName = std::string_view(tool) == "who" || std::string_view(tool) == "send";
+        const std::string answer = ask(tool, isName ? "abc" : argument);
         const std::string expected = answer.starts_with("error: ") ? answer.substr(7) + "\nexit 1\n" : answer + "\n";
         EXPECT_EQ(tell(fmt::format("{} {}", tool, argument)), expected);
     }
@@ -36,9 +36,10 @@ TEST_F(Companion, TellsWhatAnAgentIsTold) {
         tell("now --json"),
         fmt::format(
             R"({{"accountCount":1,"sessions":[{{"sessionId":"abc","pid":{},"accountPath":"{}/.claude","cwd":"/w",)"
-            R"("startedAt":7,"procStartRaw":"{}","socketPath":"/s","name":"n","nameSource":"derived","nameSince":8,)"
+            R"("startedAt":7,"startedAtTime":"1970-01-01T00:00:00.007Z","procStartRaw":"{}","socketPath":"/s","name":"n",)"
+            R"("nameSource":"derived","nameSince":8,"nameSinceTime":"1970-01-01T00:00:00.008Z",)"
             R"("reportedStatus":"idle","version":"2","peerRef":"59c7ba","peerAddress":"n [59c7ba]",)"
-            R"("accountLabel":"main","verdict":{{"state":"alive","method":"kill(pid,0) + procStart"}}}}]}})"
+            R"("accountLabel":"main","verdict":{{"state":"alive","method":"kill(pid,0) + procStart"}},"isZombie":false}}]}})"
             "\n",
             process_.pid(), home_.path(), startOf(process_.pid())));
     environment_["CLAUDE_CONFIG_DIR"] = home_ / "x";
@@ -53,12 +54,23 @@ TEST_F(Companion, TellsWhatAnAgentIsTold) {
 
 TEST_F(Companion, UsageErrorsGoToStandardError) {
     for (const std::string arguments :
-         {"", "nonsense", "who", "now extra", "record --every x", "record --every -1", "record --every nan",
+         {"nonsense", "who", "now extra", "record --every x", "record --every -1", "record --every nan",
           "record --keep 1x", "history --since never", "history --until 1.", "history --limit 0", "history prune",
           "history prune --older-than -1d", "watch", "watch add"}) {
         EXPECT_EQ(tell(arguments + " 2>/dev/null"), "exit 2\n") << arguments;
         EXPECT_TRUE(tell(arguments).starts_with("havrick: ")) << arguments;
     }
+    for (const auto& [arguments, words] :
+         {std::pair{"lisst", "there is no command \"lisst\"; did you mean list?"},
+          {"list --stat alive", "havrick list has no option --stat; did you mean --state or --sort?"},
+          {"who a b", "\"b\" is one word too many for havrick who"},
+          {"resolve --", "havrick resolve needs a query"},
+          {"list --sort x", "--sort: \"x\" is none of state, name, account, status, pid, age, directory"},
+          {"watch", "havrick watch needs a command: add, remove, list, scan"},
+          {"history prune", "havrick history prune needs --older-than"}}) {
+        EXPECT_TRUE(tell(arguments).starts_with(std::string("havrick: ") + words + "\n")) << tell(arguments);
+    }
+    EXPECT_EQ(tell("| grep -c 'list, ls'") + tell("help watch add | grep -c -e --force"), "1\n1\n");
     EXPECT_EQ(tell("--version"), "havrick 1.0.2\n");
     EXPECT_EQ(tell("watch scan --help >/dev/null"), "");
 #ifdef __linux__
@@ -92,7 +104,7 @@ TEST_F(Companion, ColoursItsSignsForAPersonWhoWantsIt) {
 TEST_F(Companion, KeepsAWatchList) {
     EXPECT_EQ(tell("watch add pid:1 $'b\\egus' pid:+1 cmd:a/b"),
               "havrick: \"b\uFFFDgus\" is no watch spec; these are: pid:<number>, cmd:<text>, port:<number>\n"
-              "havrick: pid:1 is watched already\nexit 1\n");
+              "exit 1\n");
     EXPECT_EQ(tell("watch remove pid:2"), "havrick: pid:2 is not watched\nexit 1\n");
     EXPECT_EQ(tell("watch list"), "pid:1 — PID 1\ncmd:a/b — command ~ “a/b”\n");
     for (const std::string damaged : {R"(["pid:0","x"])", "no list"}) {
@@ -134,8 +146,13 @@ TEST_F(Companion, ShowsWhoHoldsWhatIsWatched) {
     EXPECT_EQ(shown.substr(0, expected.size()), expected);
     EXPECT_TRUE(shown.ends_with(" · started " + startOf(::getpid()) + " UTC\n")) << shown;
     const auto records = [&](const std::string& event) {
-        return tell("watch scan --record").find(" +0000 — " + event) != std::string::npos;
+        return tell("watch scan --record").find(" +0900 — " + event) != std::string::npos;
     };
+    EXPECT_EQ(tell("watch scan --json | grep -c '\"state\":\"alive\",\"method\":\"lsof\",\"occupants\":\\[{\"pid\":'"),
+              "1\n");
+    EXPECT_EQ(tell("watch scan --every 10ms >$HOME/out & sleep 0.3; kill $!; wait $!; grep -c watched $HOME/out"),
+              "1\n")
+        << "what is known is not told again";
     EXPECT_TRUE(records(fmt::format("occupied (observed) — command ~ “{}”: held by /bin/", command)));
     // A connection to the port stays behind; nobody listens any more.
     const Descriptor client(::socket(AF_INET, SOCK_STREAM, 0));

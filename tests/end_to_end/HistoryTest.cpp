@@ -94,7 +94,10 @@ TEST_F(History, TellsEverythingAboutWhatIsNamedInTheOrderOfWriting) {
                                      {"one --kind renamed", names + renamed},
                                      {"port:1", port},
                                      {"session-2 | grep -c .", "10\n"},
-                                     {"session | grep -c '^session-'", "2\n"},
+                                     {"session",
+                                      "havrick: \"session\" stands for 2 entries of the history; say which by its id:\n"
+                                      "havrick:   alive    session-1  main  two [?]\n"
+                                      "havrick:   gone     session-2  /b  x\uFFFD\uFFFD[1m\uFFFDy [bbbbbb]\nexit 1\n"},
                                      {"%", nobody}}) {
         EXPECT_EQ(tell(std::string("history ") + what), told) << what;
     }
@@ -105,7 +108,7 @@ TEST_F(History, TellsEverythingAboutWhatIsNamedInTheOrderOfWriting) {
 
 TEST_F(History, IsOneJSONDocument) {
     const std::string entry =
-        R"({"entries":[{"sessionId":"session-1","accountPath":"/a","accountLabel":"main","cwd":"/w","startedAt":500,)"
+        R"({"sessionId":"session-1","accountPath":"/a","accountLabel":"main","cwd":"/w","startedAt":500,)"
         R"("startedAtTime":"1970-01-01T00:00:00.500Z","firstSeen":0,"firstSeenTime":"1970-01-01T00:00:00.000Z",)"
         R"("lastSeen":86400000,"lastSeenTime":"1970-01-02T00:00:00.000Z","name":"two","state":"alive","eventCount":2)";
     const std::string names =
@@ -113,11 +116,11 @@ TEST_F(History, IsOneJSONDocument) {
         R"("toTime":"1970-01-01T00:00:04.000Z"},{"name":"two","from":2000,"fromTime":"1970-01-01T00:00:02.000Z"}])";
     const std::string look =
         R"({"at":2000,"atTime":"1970-01-01T00:00:02.000Z","pid":8,"state":"stale","method":"method"})";
-    EXPECT_EQ(tell("history --json --limit 1"), entry + "}]}\n");
+    EXPECT_EQ(tell("history --json --limit 1"), "{\"entries\":[" + entry + "}]}\n");
     EXPECT_EQ(tell("history one --json --kind renamed"),
               entry + names + R"(,"events":[{"at":3000,"atTime":"1970-01-01T00:00:03.000Z","kind":"renamed",)" +
-                  R"("certainty":"inferred","detail":"detail"}]}]})" + "\n");
-    EXPECT_TRUE(tell("history one --json --full").ends_with("," + look + "]}]}\n"));
+                  R"("certainty":"inferred","detail":"detail"}]})" + "\n");
+    EXPECT_TRUE(tell("history one --json --full").ends_with("," + look + "]}\n"));
     EXPECT_EQ(tell("history --json --kind left"), "{\"entries\":[]}\n");
 }
 

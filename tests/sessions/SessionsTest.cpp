@@ -55,15 +55,16 @@ TEST(LivenessProbe, ReadsWhatPsPrints) {
 }
 
 TEST(LivenessProbe, MeasuresManyStartsAtOnce) {
-    EXPECT_EQ(LivenessProbe::startsInPsTable("   12 Mon Nov  2 09:05:07 2026\n7 Mon Nov 2 23:59:59 2026\n"
-                                             "x Mon Nov 2 09:05:07 2026\n13\n14 soon\n99999999999 " +
-                                             baseline + "\n\n15 " + baseline + " more\n16 " + baseline + "\xFF\n"),
-              (LivenessProbe::Starts{{12, "Mon Nov 2 09:05:07 2026"}, {7, "Mon Nov 2 23:59:59 2026"}}));
+    EXPECT_EQ(
+        LivenessProbe::processesInPsTable("   12 Ss   Mon Nov  2 09:05:07 2026\n7 Zs Mon Nov 2 23:59:59 2026\n"
+                                          "x S Mon Nov 2 09:05:07 2026\n13\n14 S\n14 Z soon\n99999999999 S " +
+                                          baseline + "\n\n15 S " + baseline + " more\n16 S " + baseline + "\xFF\n"),
+        (LivenessProbe::PsTable{{{12, "Mon Nov 2 09:05:07 2026"}, {7, "Mon Nov 2 23:59:59 2026"}}, {7}}));
 
     ::setenv("TZ", "Asia/Tokyo", 1);
     const std::int32_t self = ::getpid();
     std::vector<std::int32_t> pids = {0, -1, 2'147'483'647, self, 1, self};
-    const auto [starts, ending] = LivenessProbe::processStartsUTC(pids, {});
+    const auto [starts, zombies, ending] = LivenessProbe::processStartsUTC(pids, {});
     ASSERT_TRUE(starts && starts->contains(self));
     EXPECT_EQ(starts->at(self), LivenessProbe::processStartUTCString(self));
     EXPECT_LE(starts->size(), 2U) << "of process 1 a /proc that hides says nothing";

@@ -10,6 +10,7 @@ enum class ExitStatus {
     success = 0,
     failure = 1,
     usage = 2,
+    undecided = 3,
 };
 
 /// Nobody reads standard output any more (`havrick now | head -1`): a reason to end, not an error.

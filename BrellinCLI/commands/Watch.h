@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BrellinCLI/Output.h"
+#include "BrellinCLI/views/Output.h"
 
 #include <chrono>
 #include <optional>
@@ -23,14 +23,22 @@ ExitStatus add(const std::vector<std::string>& specs, bool force);
 ExitStatus remove(const std::vector<std::string>& keys, bool force);
 
 /// Prints each target's key and description.
-ExitStatus list();
+///
+/// @param asJson as {"targets": [{"key", "description"}]}
+ExitStatus list(bool asJson);
 
-/// Probes every target and prints its verdict and occupants, once or again after every pause. With `record`
-/// what was seen goes into the history first, in one transaction, and each target's events are printed,
-/// too.
+struct ScanOptions {
+    bool isRecorded = false;  ///< what is seen goes into the history, and events are shown
+    std::optional<std::chrono::milliseconds> every;  ///< again and again, with a pause of that length
+    bool isFull = false;                             ///< each round shows all, not only what is new
+    bool asJson = false;                             ///< one document a round
+};
+
+/// Probes every target and prints its verdict, its occupants and, when recorded, its events; later rounds
+/// print what is new. What is recorded is written first, in one transaction.
 ///
 /// @throws Interrupted a single scan was asked to stop before it was done
-ExitStatus scan(bool record, std::optional<std::chrono::milliseconds> every);
+ExitStatus scan(const ScanOptions& options);
 
 }  // namespace Watch
 

@@ -1,11 +1,11 @@
-#include "BrellinCLI/SessionLook.h"
+#include "BrellinCLI/facts/SessionLook.h"
 
 #include "BrellinCLI/Interrupted.h"
-#include "BrellinCLI/Output.h"
+#include "BrellinCLI/facts/Verdicts.h"
+#include "BrellinCLI/views/Output.h"
 #include "BrellinCore/accounts/AccountScanner.h"
 #include "BrellinCore/platform/Environment.h"
 #include "BrellinCore/platform/FileSystem.h"
-#include "BrellinCore/sessions/LivenessProbe.h"
 
 #include <fmt/format.h>
 
@@ -36,17 +36,6 @@ Chronicle::Round scanAccounts() {
     round.accounts = AccountScanner::scan(home, processEnvironment()).accounts;
     round.isHomeUnread = !FileSystem::listDirectory(home) && !FileSystem::isMissing(home);
     return round;
-}
-
-/// The processes whose start time decides a verdict.
-std::vector<std::int32_t> processesToAskFor(const std::vector<SessionRecord>& records) {
-    std::set<std::int32_t> pids;
-    for (const SessionRecord& record : records) {
-        if (record.procStartRaw && LivenessProbe::processExists(record.pid)) {
-            pids.insert(record.pid);
-        }
-    }
-    return {pids.begin(), pids.end()};
 }
 
 /// Whether of two declarations of one session the left one is to be believed.
@@ -128,25 +117,13 @@ bool SessionLook::isWhole(const Sight& sight, const DeclaredSessions& expected) 
 }
 
 std::vector<Session> SessionLook::verdictsOn(std::vector<SessionRecord> records) {
-    const ChildProcess::Supervision supervision{.stop = &stop_};
-    const auto processes = LivenessProbe::processStartsUTC(processesToAskFor(records), supervision);
-    if (stop_.hasArrived()) {
-        throw Interrupted();
+    Verdicts verdicts = Verdicts::on(std::move(records), &stop_);
+    if (verdicts.failure) {
+        tell(*verdicts.failure);
     }
-    if (!processes.starts) {
-        tell(processes.ending == ChildProcess::Ending::timedOut
-                 ? "ps did not answer within ten seconds; verdicts that need it are unknown"
-                 : "ps cannot be run; verdicts that need it are unknown");
-    }
-    const LivenessProbe::Starts starts = processes.starts.value_or(LivenessProbe::Starts());
-    const auto startOf = [&](std::int32_t pid) {
-        const auto start = starts.find(pid);
-        return start == starts.end() ? std::nullopt : std::optional(start->second);
-    };
     std::vector<Session> sessions;
-    for (SessionRecord& record : records) {
-        LivenessVerdict verdict = LivenessProbe::verdict(record, LivenessProbe::processExists, startOf);
-        sessions.push_back({std::move(record), std::move(verdict)});
+    for (JudgedSession& session : verdicts.sessions) {
+        sessions.push_back({std::move(session.record), std::move(session.verdict)});
     }
     return sessions;
 }

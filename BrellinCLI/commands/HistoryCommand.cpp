@@ -1,7 +1,8 @@
-#include "BrellinCLI/HistoryCommand.h"
+#include "BrellinCLI/commands/HistoryCommand.h"
 
 #include "BrellinCLI/DataDirectory.h"
-#include "BrellinCLI/JsonFields.h"
+#include "BrellinCLI/facts/JsonFields.h"
+#include "BrellinCLI/facts/Whom.h"
 #include "BrellinCore/platform/Clock.h"
 #include "BrellinCore/platform/FileSystem.h"
 #include "BrellinCore/reports/ReportText.h"
@@ -14,6 +15,7 @@
 #include <boost/json/array.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -159,6 +161,33 @@ std::vector<Life> livesOf(const HistoryReader& history, const std::string& word,
     return lives;
 }
 
+/// Of several that are, or were last, called so, the one that is alive is meant.
+void keepAliveNamesake(std::vector<Life>& lives, const std::string& name) {
+    const auto isAliveNamesake = [&](const Life& life) {
+        return life.entry.name == name && life.entry.state == rawValue(Liveness::alive);
+    };
+    if (std::ranges::count_if(lives, isAliveNamesake) == 1) {
+        std::erase_if(lives, [&](const Life& life) { return !isAliveNamesake(life); });
+    }
+}
+
+UnclearWhom severalFit(const std::string& word, const std::vector<Life>& lives) {
+    constexpr std::size_t most = 10;
+    std::vector<std::string> details;
+    for (const Life& life : lives) {
+        if (details.size() == most) {
+            details.push_back(fmt::format("  and {} more", lives.size() - most));
+            break;
+        }
+        const Entry& entry = life.entry;
+        details.push_back(fmt::format("  {:7}  {}  {}  {}", entry.state, entry.sessionId,
+                                      valueOr(entry.accountLabel, entry.accountPath), addressOf(entry)));
+    }
+    return {fmt::format("\"{}\" stands for {} entries of the history; say which by its id:", word,
+                        lives.size()),
+            std::move(details)};
+}
+
 void reportCarrier(const Entry& entry, const NameWindow& window) {
     printError(fmt::format("the history has {} [{}], {} to {}: session {}, now {}", window.name,
                            valueOr(window.ref, "?"), DateText::timestampLocal(window.from),
@@ -216,8 +245,8 @@ ExitStatus list(const Options& options) {
 }
 
 ExitStatus tell(const std::string& word, const Options& options) {
-    const auto lives =
-        reading([&](const HistoryReader& history) { return livesOf(history, word, options); });
+    auto lives = reading([&](const HistoryReader& history) { return livesOf(history, word, options); });
+    keepAliveNamesake(lives, word);
     if (lives.empty()) {
         printError(fmt::format(
             "the history knows no id that begins with \"{0}\", and no name, short address or watched "
@@ -225,21 +254,16 @@ ExitStatus tell(const std::string& word, const Options& options) {
             word));
         return ExitStatus::failure;
     }
+    if (lives.size() > 1) {
+        throw severalFit(word, lives);
+    }
+    const Life& life = lives.front();
     if (options.asJson) {
-        json::array entries;
-        for (const Life& life : lives) {
-            entries.push_back(lifeAsJson(life, options.isFull));
-        }
-        printDocument({{"entries", std::move(entries)}});
+        printDocument(lifeAsJson(life, options.isFull));
         return ExitStatus::success;
     }
     ReportText text;
-    for (const Life& life : lives) {
-        if (&life != &lives.front()) {
-            text.emptyLine();
-        }
-        append(text, life, Times(options.inUTC));
-    }
+    append(text, life, Times(options.inUTC));
     print(std::move(text).take());
     return ExitStatus::success;
 }

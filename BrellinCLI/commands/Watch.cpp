@@ -1,10 +1,12 @@
-#include "BrellinCLI/Watch.h"
+#include "BrellinCLI/commands/Watch.h"
 
 #include "BrellinCLI/DataDirectory.h"
 #include "BrellinCLI/Interrupted.h"
 #include "BrellinCLI/RepeatAtInterval.h"
+#include "BrellinCLI/facts/JsonFields.h"
 #include "BrellinCore/platform/ChildProcess.h"
 #include "BrellinCore/platform/Clock.h"
+#include "BrellinCore/platform/FileSystem.h"
 #include "BrellinCore/reports/ReportText.h"
 #include "BrellinCore/store/DataFiles.h"
 #include "BrellinCore/text/DateText.h"
@@ -13,10 +15,14 @@
 #include "BrellinCore/watch/TargetScanner.h"
 #include "BrellinCore/watch/WatchList.h"
 
+#include <boost/json/array.hpp>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <functional>
+#include <map>
 #include <set>
 #include <stdexcept>
 #include <system_error>
@@ -31,7 +37,9 @@ WatchList::Loaded load() {
     const std::filesystem::path directory = DataDirectory::path();
     const std::string file = WatchList::file(directory).string();
     WatchList::Loaded loaded = WatchList::load(directory);
-    if (!loaded.isReadable) {
+    if (!FileSystem::isMissing(file) && !FileSystem::openFile(file)) {
+        printError(fmt::format("warning: {} is no file that can be read", file));
+    } else if (!loaded.isReadable) {
         printError(fmt::format("warning: {} cannot be read as a list of watch specs", file));
     } else if (loaded.skipped > 0) {
         printError(
@@ -57,6 +65,11 @@ ExitStatus editList(const std::vector<std::string>& words, bool force,
     const FileLock onlyEditor = DataDirectory::lock(DataFiles::watchListLock, FileLock::Contention::wait);
     const std::filesystem::path directory = DataDirectory::path();
     WatchList::Loaded loaded = load();
+    const std::string file = WatchList::file(directory).string();
+    if (!FileSystem::isMissing(file) && !FileSystem::openFile(file)) {
+        printError("nothing was changed");
+        return ExitStatus::failure;
+    }
     if (!force && (!loaded.isReadable || loaded.skipped > 0)) {
         printError("nothing was changed; --force writes a new list over it");
         return ExitStatus::failure;
@@ -84,9 +97,7 @@ std::optional<std::string> addSpec(WatchList& list, const std::string& spec) {
     if (!target) {
         return fmt::format("\"{}\" is no watch spec; these are: {}", spec, WatchTarget::specForms());
     }
-    if (!list.add(*target)) {
-        return fmt::format("{} is watched already", target->key());
-    }
+    list.add(*target);  // nothing when it is watched already
     return std::nullopt;
 }
 
@@ -96,20 +107,20 @@ std::optional<std::string> removeKey(WatchList& list, const std::string& key) {
 
 void appendResult(ReportText& text, const TargetScanResult& result) {
     const TargetVerdict& verdict = result.verdict;
-    text.line("{} {}", glyph(verdict.state), verdict.target.describe());
+    text.line("{} {}", glyph(verdict.state), Utf8::printable(verdict.target.describe()));
     text.line("    {} via {}", rawValue(verdict.state), verdict.method);
     if (verdict.diagnostic) {
-        text.line("    ⚠ {}", *verdict.diagnostic);
+        text.line("    ⚠ {}", Utf8::printable(*verdict.diagnostic));
     }
     const bool isLocal = TargetProbe::startZone(verdict.target) == DateText::Zone::local;
     const std::string_view zone = isLocal ? "local time" : "UTC";
     for (const ProcessSnapshot& occupant : verdict.occupants) {
-        text.line("    held by pid {} · {} · started {}", occupant.pid, occupant.command,
+        text.line("    held by pid {} · {} · started {}", occupant.pid, Utf8::printable(occupant.command),
                   occupant.startRaw ? fmt::format("{} {}", *occupant.startRaw, zone) : "unknown");
     }
     for (const StoredEvent& event : result.events.value_or(std::vector<StoredEvent>())) {
-        text.line("    {} — {} ({}) — {}", DateText::timestampUTC(event.at), event.kind, event.certainty,
-                  valueOr(event.detail, ""));
+        text.line("    {} — {} ({}) — {}", DateText::timestampLocal(event.at), event.kind, event.certainty,
+                  Utf8::printable(valueOr(event.detail, "")));
     }
 }
 
@@ -187,13 +198,90 @@ class ScanRecorder {
     WritableHistory history_;
 };
 
-void printOutcome(const TargetScanner::Outcome& outcome, std::int64_t now) {
+/// Leaves out of each outcome what the one before it showed already.
+class News {
+  public:
+    TargetScanner::Outcome in(TargetScanner::Outcome outcome) {
+        std::erase_if(outcome.results, [this](TargetScanResult& result) { return !isNews(result); });
+        return outcome;
+    }
+
+  private:
+    struct Shown {
+        TargetVerdict verdict;
+        std::size_t eventCount = 0;
+    };
+
+    bool isNews(TargetScanResult& result) {
+        const std::size_t eventCount = result.events ? result.events->size() : 0;
+        const auto [shown, isFirst] =
+            shown_.try_emplace(result.verdict.target.key(), Shown{result.verdict, eventCount});
+        if (isFirst) {
+            return true;
+        }
+        const Shown before = std::exchange(shown->second, Shown{result.verdict, eventCount});
+        if (result.events) {
+            result.events->erase(result.events->begin(),
+                                 result.events->begin() +
+                                     static_cast<std::ptrdiff_t>(std::min(before.eventCount, eventCount)));
+        }
+        return before.verdict != result.verdict || eventCount > before.eventCount;
+    }
+
+    std::map<std::string, Shown> shown_;
+};
+
+void printText(const TargetScanner::Outcome& outcome, std::int64_t now) {
     ReportText text;
-    text.line("{} watched at {}:", outcome.results.size(), DateText::timestampUTC(now));
+    text.line("{} watched at {}:", outcome.results.size(), DateText::timestampLocal(now));
     for (const TargetScanResult& result : outcome.results) {
         appendResult(text, result);
     }
     print(std::move(text).take());
+}
+
+boost::json::object toJson(const TargetScanResult& result) {
+    const TargetVerdict& verdict = result.verdict;
+    boost::json::array occupants;
+    for (const ProcessSnapshot& occupant : verdict.occupants) {
+        boost::json::object facts = {{"pid", occupant.pid}, {"command", occupant.command}};
+        addIfPresent(facts, "startRaw", occupant.startRaw);
+        occupants.push_back(std::move(facts));
+    }
+    boost::json::object facts = {{"key", verdict.target.key()},
+                                 {"description", verdict.target.describe()},
+                                 {"state", rawValue(verdict.state)},
+                                 {"method", verdict.method}};
+    addIfPresent(facts, "diagnostic", verdict.diagnostic);
+    facts["occupants"] = std::move(occupants);
+    if (result.events) {
+        boost::json::array events;
+        for (const StoredEvent& event : *result.events) {
+            events.push_back(cli::toJson(event));
+        }
+        facts["events"] = std::move(events);
+    }
+    return facts;
+}
+
+void printJson(const TargetScanner::Outcome& outcome, std::int64_t now) {
+    boost::json::object document;
+    addTime(document, "at", now);
+    boost::json::array targets;
+    for (const TargetScanResult& result : outcome.results) {
+        targets.push_back(toJson(result));
+    }
+    document["targets"] = std::move(targets);
+    printDocument(document);
+}
+
+/// @throws std::runtime_error what was seen could not be written
+void show(const TargetScanner::Outcome& outcome, std::int64_t now, bool asJson) {
+    if (asJson) {
+        printJson(outcome, now);
+    } else if (!outcome.results.empty()) {
+        printText(outcome, now);
+    }
     if (outcome.writeError) {
         throw std::runtime_error(*outcome.writeError);
     }
@@ -209,40 +297,50 @@ ExitStatus remove(const std::vector<std::string>& keys, bool force) {
     return editList(keys, force, removeKey);
 }
 
-ExitStatus list() {
+ExitStatus list(bool asJson) {
     const WatchList::Loaded loaded = load();
+    if (asJson) {
+        boost::json::array targets;
+        for (const WatchTarget& target : loaded.list.targets) {
+            targets.push_back({{"key", target.key()}, {"description", target.describe()}});
+        }
+        printDocument({{"targets", std::move(targets)}});
+        return loaded.isReadable ? ExitStatus::success : ExitStatus::failure;
+    }
     if (loaded.list.targets.empty()) {
         return reportEmptyList(loaded);
     }
     ReportText text;
     for (const WatchTarget& target : loaded.list.targets) {
-        text.line("{} — {}", target.key(), target.describe());
+        text.line("{}", Utf8::printable(fmt::format("{} — {}", target.key(), target.describe())));
     }
     print(std::move(text).take());
     return ExitStatus::success;
 }
 
-ExitStatus scan(bool record, std::optional<std::chrono::milliseconds> every) {
+ExitStatus scan(const ScanOptions& options) {
     const StopRequest stop;
     ScanRecorder recorder(stop);
-    ExitStatus status = ExitStatus::success;
-    repeatAtInterval(stop, every, [&] {
+    News news;
+    std::optional<ExitStatus> emptyStatus;
+    repeatAtInterval(stop, options.every, [&] {
         const WatchList::Loaded loaded = load();
         if (loaded.list.targets.empty()) {
-            status = reportEmptyList(loaded);
+            emptyStatus = emptyStatus ? emptyStatus : reportEmptyList(loaded);
             return;
         }
-        if (record) {
+        emptyStatus.reset();
+        if (options.isRecorded) {
             recorder.requireToBeAlone();
         }
         TargetScanner::Outcome outcome = probeAll(loaded.list, stop);
         const std::int64_t now = Clock::now();
-        if (record) {
+        if (options.isRecorded) {
             recorder.record(outcome, now);
         }
-        printOutcome(outcome, now);
+        show(options.isFull ? std::move(outcome) : news.in(std::move(outcome)), now, options.asJson);
     });
-    return every ? ExitStatus::success : status;
+    return options.every ? ExitStatus::success : emptyStatus.value_or(ExitStatus::success);
 }
 
 }  // namespace brellin::cli::Watch

@@ -1,6 +1,6 @@
-#include "BrellinCLI/EventLine.h"
+#include "BrellinCLI/views/EventLine.h"
 
-#include "BrellinCLI/JsonFields.h"
+#include "BrellinCLI/facts/JsonFields.h"
 #include "BrellinCore/text/DateText.h"
 #include "BrellinCore/text/Utf8.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BrellinCLI/Output.h"
+#include "BrellinCLI/views/Output.h"
 #include "BrellinCore/store/HistoryReader.h"
 
 #include <chrono>
@@ -23,7 +23,10 @@ struct Options {
 ExitStatus list(const Options& options);
 
 /// Prints everything about what a word stands for: an id or its beginning, a name of any time, a short
-/// address, the key of a target; failure when the history does not know it.
+/// address, the key of a target; failure when the history does not know it. Of several with that name an
+/// alive one is meant.
+///
+/// @throws UnclearWhom the word stands for several
 ExitStatus tell(const std::string& word, const Options& options);
 
 /// Removes observations older than that, and says how many rows and bytes.

@@ -1,4 +1,4 @@
-#include "BrellinCLI/Output.h"
+#include "BrellinCLI/views/Output.h"
 
 #include "BrellinCore/platform/StandardOutput.h"
 #include "BrellinCore/text/Utf8.h"
@@ -16,8 +16,10 @@ namespace brellin::cli {
 
 namespace {
 
-constexpr std::array<std::pair<std::string_view, std::string_view>, 3> signColours = {{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 5> signColours = {{
     {"● ", "\033[32m"},
+    {"✓ ", "\033[32m"},
+    {"! ", "\033[33m"},
     {"✕ ", "\033[31m"},
     {"? ", "\033[33m"},
 }};

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BrellinCLI/Output.h"
+#include "BrellinCLI/views/Output.h"
 
 #include <string>
 #include <string_view>
@@ -10,11 +10,20 @@ namespace brellin::cli {
 /// What an agent sees, for a person or a script.
 namespace ToolCommands {
 
-/// Prints the text that an agent gets from a tool; failure when the answer is an error.
-///
-/// @param argumentName the tool's argument; empty for a tool without one
-ExitStatus printAnswer(std::string_view tool, std::string_view argumentName = {},
-                       const std::string& argument = {});
+/// Prints the text that an agent gets from a tool without arguments.
+ExitStatus printReport(std::string_view tool);
+
+// The following print the text that an agent gets about the one session that a word stands for (see Whom),
+// with `asJson` as {"session", "text", "isError"}; failure when the answer is an error.
+
+/// @throws UnclearWhom
+ExitStatus who(const std::string& whom, bool asJson);
+
+/// @throws UnclearWhom
+ExitStatus send(const std::string& whom, bool asJson);
+
+/// What a name or short address stands for. Who had it once is added on standard error where nobody has it.
+ExitStatus resolve(const std::string& nameOrRef, bool asJson);
 
 /// Prints the sessions of this moment as one JSON document: {"accountCount", "sessions": [...]}. Each
 /// session has the fields of its record that are present, "peerRef", "peerAddress", "accountLabel", and

@@ -1,6 +1,6 @@
-#include "BrellinCLI/JsonFields.h"
+#include "BrellinCLI/facts/JsonFields.h"
 
-#include "BrellinCLI/Output.h"
+#include "BrellinCLI/views/Output.h"
 #include "BrellinCore/text/DateText.h"
 #include "BrellinCore/text/Utf8.h"
 

@@ -192,14 +192,24 @@ StoreError Database::error(StoreError::Case kind) const {
 }
 
 Database::Statement Database::prepare(const char* sql, Values values) const {
-    sqlite3_stmt* prepared = nullptr;
-    if (::sqlite3_prepare_v2(connection_.get(), sql, -1, &prepared, nullptr) != SQLITE_OK) {
+    int result = SQLITE_OK;
+    Statement statement = tryToPrepare(sql, values, result);
+    if (result != SQLITE_OK) {
         throw error(StoreError::Case::prepare);
     }
+    return statement;
+}
+
+/// @param result SQLite's; the statement is empty unless it is SQLITE_OK
+Database::Statement Database::tryToPrepare(const char* sql, Values values, int& result) const {
+    sqlite3_stmt* prepared = nullptr;
+    result = ::sqlite3_prepare_v2(connection_.get(), sql, -1, &prepared, nullptr);
     Statement statement(prepared);
     int position = 0;
     for (const Value& value : values) {
-        value.bindTo(prepared, ++position);
+        if (prepared != nullptr) {
+            value.bindTo(prepared, ++position);
+        }
     }
     return statement;
 }
@@ -208,19 +218,13 @@ Database::Statement Database::prepare(const char* sql, Values values) const {
 Database::Statement Database::start(const char* sql, Values values, int& result) const {
     const ReadPatience patience;
     for (;; ReadPatience::pause()) {
-        Statement statement;
-        try {
-            statement = prepare(sql, values);
-        } catch (const StoreError&) {
-            if (patience.isOver() || !isBusy(::sqlite3_errcode(connection_.get()))) {
-                throw;
-            }
+        Statement statement = tryToPrepare(sql, values, result);
+        const bool isPrepared = result == SQLITE_OK;
+        result = isPrepared ? ::sqlite3_step(statement.get()) : result;
+        if (isBusy(result) && !patience.isOver()) {
             continue;
         }
-        result = ::sqlite3_step(statement.get());
-        if (patience.isOver() || !isBusy(result)) {
-            return statement;
-        }
+        return isPrepared ? std::move(statement) : throw error(StoreError::Case::prepare);
     }
 }
 

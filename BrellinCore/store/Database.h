@@ -118,6 +118,7 @@ class Database {
     bool canBeRead() const;
     StoreError error(StoreError::Case kind) const;
     Statement prepare(const char* sql, Values values) const;
+    Statement tryToPrepare(const char* sql, Values values, int& result) const;
     Statement start(const char* sql, Values values, int& result) const;
 
     BusyHandler waits_;

@@ -85,6 +85,7 @@ static void write_first_sight(const char *id, long long pid) {
     sqlite3_stmt *statement = prepare(history, declare);
     bind_text(statement, 1, id);
     sqlite3_bind_int(statement, 2, 1);
+    bind_text(statement, 3, "stale");
     finish_write(statement);
 }
 
@@ -161,7 +162,6 @@ int main(int count, char **words) {
     clock_gettime(CLOCK_REALTIME, &time);
     now = (sqlite3_int64)time.tv_sec * 1000 + time.tv_nsec / 1000000;
     history = open_database(words[2]);
-    sqlite3_db_config(history, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, NULL);
     sqlite3_exec(history, chronicle_tables, NULL, NULL, NULL);
     sqlite3_exec(history, "BEGIN IMMEDIATE;", NULL, NULL, NULL);
     write_account();

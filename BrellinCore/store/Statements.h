@@ -154,8 +154,9 @@ WHERE validTo IS NULL AND sessionId NOT IN (SELECT sessionId FROM declared) AND 
     (SELECT sessionId FROM sessions WHERE accountPath LIKE '/%');
 )sql";
 
+// A cross join keeps SQLite from walking through all sessions of the past.
 inline constexpr const char* declared =
-    "SELECT sessionId, isDead, state, accountPath FROM declared JOIN sessions USING (sessionId);";
+    "SELECT sessionId, isDead, state, accountPath FROM declared CROSS JOIN sessions USING (sessionId);";
 inline constexpr const char* declare =
     "INSERT OR REPLACE INTO declared(sessionId,isDead,state) VALUES(?,?,?);";
 inline constexpr const char* undeclare = "DELETE FROM declared WHERE sessionId=?;";
